@@ -1,0 +1,268 @@
+// SPDX-License-Identifier: MIT
+#include "Registration/CornerDescriptors.h"
+
+#include "Platform/ParallelLoop.h"
+#include "Registration/CornerKeypoint.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
+
+namespace ORV::Common::Algorithms::Montage::Registration {
+namespace {
+
+// Lowe's pyramid with three layers per octave, and his descriptor of 4 x 4 cells with 8
+// orientations.
+constexpr double kSigma = 1.6;
+constexpr float kSigmaOfInput = 0.5F;
+constexpr int kOctaveLayers = 3;
+constexpr int kCells = 4;
+constexpr int kOrientations = 8;
+constexpr int kDescriptorLength = kCells * kCells * kOrientations;
+constexpr float kCellWidthFactor = 3.0F;
+constexpr float kMagnitudeLimit = 0.2F;
+constexpr float kIntegerFactor = 512.0F;
+
+/// Corners are described in the second octave, at half the resolution.
+constexpr float kOctaveScale = 0.5F;
+
+/// The histogram has a border of one cell on every side and two more orientations, so that
+/// interpolation never tests for edges.
+constexpr int kBinsPerCell = kOrientations + 2;
+constexpr int kRowOfCells = (kCells + 2) * kBinsPerCell;
+/// Orientation -1 (rounding at 360 degrees) of the first cell needs one bin before the histogram.
+constexpr int kGuardBins = 1;
+constexpr int kHistogramLength = kGuardBins + (kCells + 2) * kRowOfCells;
+
+/// One pixel of the descriptor window, relative to the keypoint.
+struct Sample {
+  int dx;
+  int dy;
+  int bin;               ///< first histogram bin of its cell
+  float rowFraction;     ///< towards the next cell down
+  float columnFraction;  ///< towards the next cell to the right
+  float weight;          ///< Gaussian
+};
+
+/// The gradient of every pixel of the octave image; border pixels have none.
+struct Gradient {
+  cv::Mat magnitude;            ///< `CV_32F`
+  cv::Mat orientationFraction;  ///< `CV_32F`, towards the next orientation
+  cv::Mat orientation;          ///< `CV_8S`, -1 to 7
+};
+
+/// Below this side the half-size image has hardly a gradient, and OpenCV's own routine is unsafe.
+constexpr int kSmallestSide = 12;
+
+/// Grows a tiny image to the right and below; keypoints keep their coordinates.
+cv::Mat padded(const cv::Mat& grey) {
+  const int below = std::max(0, kSmallestSide - grey.rows);
+  const int right = std::max(0, kSmallestSide - grey.cols);
+  if (below == 0 && right == 0) {
+    return grey;
+  }
+  cv::Mat result;
+  cv::copyMakeBorder(grey, result, 0, below, 0, right, cv::BORDER_REPLICATE);
+  return result;
+}
+
+float descriptorAngle() {
+  return 360.0F - kKeypointAngle;
+}
+
+/// OpenCV's pyramid starts from the image blurred to sigma 1.6; layer 3 of the first octave,
+/// halved, is the first image of the second.
+cv::Mat secondOctaveImage(const cv::Mat& grey) {
+  cv::Mat layer;
+  grey.convertTo(layer, CV_32F);
+  const float sigma = static_cast<float>(kSigma);
+  const float firstBlur = std::sqrt(std::max(sigma * sigma - kSigmaOfInput * kSigmaOfInput, 0.01F));
+  cv::GaussianBlur(layer, layer, cv::Size(), firstBlur, firstBlur);
+
+  const double layerFactor = std::pow(2.0, 1.0 / kOctaveLayers);
+  for (int i = 1; i <= kOctaveLayers; ++i) {
+    const double previous = std::pow(layerFactor, static_cast<double>(i - 1)) * kSigma;
+    const double total = previous * layerFactor;
+    const double blur = std::sqrt(total * total - previous * previous);
+    cv::GaussianBlur(layer, layer, cv::Size(), blur, blur);
+  }
+  cv::Mat halved;
+  cv::resize(layer, halved, cv::Size(grey.cols / 2, grey.rows / 2), 0, 0, cv::INTER_NEAREST);
+  return halved;
+}
+
+Gradient gradientOf(const cv::Mat& image) {
+  const cv::Rect inner(1, 1, image.cols - 2, image.rows - 2);
+  const cv::Point right(1, 0);
+  const cv::Point down(0, 1);
+  const cv::Mat dx = image(inner + right) - image(inner - right);
+  const cv::Mat dy = image(inner - down) - image(inner + down);
+  cv::Mat magnitude;
+  cv::Mat angle;
+  cv::cartToPolar(dx, dy, magnitude, angle, true);
+
+  Gradient gradient{cv::Mat::zeros(image.size(), CV_32F),
+                    cv::Mat::zeros(image.size(), CV_32F),
+                    cv::Mat::zeros(image.size(), CV_8S)};
+  magnitude.copyTo(gradient.magnitude(inner));
+  constexpr float kBinsPerDegree = kOrientations / 360.0F;
+  const float descriptorAngleDeg = descriptorAngle();
+  for (int y = 0; y < inner.height; ++y) {
+    const float* const angles = angle.ptr<float>(y);
+    float* const fractions = gradient.orientationFraction.ptr<float>(y + 1) + 1;
+    schar* const bins = gradient.orientation.ptr<schar>(y + 1) + 1;
+    for (int x = 0; x < inner.width; ++x) {
+      const float bin = (angles[x] - descriptorAngleDeg) * kBinsPerDegree;
+      const float lower = std::floor(bin);
+      fractions[x] = bin - lower;
+      bins[x] = static_cast<schar>(static_cast<int>(lower) + kOrientations);
+    }
+  }
+  return gradient;
+}
+
+/// The pixels of the window turned by the keypoints' angle, row by row.
+std::vector<Sample> samplingPattern() {
+  const float cellWidth = kCellWidthFactor * (kKeypointSize * kOctaveScale * 0.5F);
+  const float angle = descriptorAngle() * static_cast<float>(CV_PI / 180);
+  const float cosine = std::cos(angle) / cellWidth;
+  const float sine = std::sin(angle) / cellWidth;
+  const int radius = cvRound(cellWidth * 1.4142135623730951F * (kCells + 1) * 0.5F);
+  constexpr float kFirstCell = kCells / 2 - 0.5F;
+  constexpr float kExponentScale = -1.0F / (kCells * kCells * 0.5F);
+  const auto withinWindow = [](float bin) { return bin > -1 && bin < static_cast<float>(kCells); };
+
+  std::vector<Sample> pattern;
+  std::vector<float> exponents;
+  for (int dy = -radius; dy <= radius; ++dy) {
+    for (int dx = -radius; dx <= radius; ++dx) {
+      const auto x = static_cast<float>(dx);
+      const auto y = static_cast<float>(dy);
+      const float turnedColumn = x * cosine - y * sine;
+      const float turnedRow = x * sine + y * cosine;
+      const float row = turnedRow + kFirstCell;
+      const float column = turnedColumn + kFirstCell;
+      if (!withinWindow(row) || !withinWindow(column)) {
+        continue;
+      }
+      const int firstRow = cvFloor(row);
+      const int firstColumn = cvFloor(column);
+      pattern.push_back(
+          {dx,
+           dy,
+           kGuardBins + (firstRow + 1) * kRowOfCells + (firstColumn + 1) * kBinsPerCell,
+           row - static_cast<float>(firstRow),
+           column - static_cast<float>(firstColumn),
+           0.0F});
+      exponents.push_back((turnedColumn * turnedColumn + turnedRow * turnedRow) * kExponentScale);
+    }
+  }
+  cv::exp(exponents, exponents);
+  for (std::size_t k = 0; k < pattern.size(); ++k) {
+    pattern[k].weight = exponents[k];
+  }
+  return pattern;
+}
+
+using Histogram = std::array<float, kHistogramLength>;
+
+/// Adds one pixel to the eight nearest bins by trilinear interpolation.
+inline void addSample(
+    Histogram& histogram, const Sample& sample, const Gradient& gradient, int y, int x) {
+  const float magnitude = gradient.magnitude.ptr<float>(y)[x] * sample.weight;
+  const float toNextOrientation = gradient.orientationFraction.ptr<float>(y)[x];
+  const float row1 = magnitude * sample.rowFraction;
+  const float row0 = magnitude - row1;
+  const float row1column1 = row1 * sample.columnFraction;
+  const float row1column0 = row1 - row1column1;
+  const float row0column1 = row0 * sample.columnFraction;
+  const float row0column0 = row0 - row0column1;
+  const auto addPair = [toNextOrientation](float* bins, float value) {
+    const float next = value * toNextOrientation;
+    bins[0] += value - next;
+    bins[1] += next;
+  };
+  float* const bins = histogram.data() + sample.bin + gradient.orientation.ptr<schar>(y)[x];
+  addPair(bins, row0column0);
+  addPair(bins + kBinsPerCell, row0column1);
+  addPair(bins + kRowOfCells, row1column0);
+  addPair(bins + kRowOfCells + kBinsPerCell, row1column1);
+}
+
+/// Folds the extra orientations back and takes the inner cells.
+std::array<float, kDescriptorLength> foldedCells(Histogram& histogram) {
+  std::array<float, kDescriptorLength> values{};
+  std::size_t next = 0;
+  for (int row = 1; row <= kCells; ++row) {
+    for (int column = 1; column <= kCells; ++column) {
+      float* const bins = histogram.data() + kGuardBins + row * kRowOfCells + column * kBinsPerCell;
+      bins[0] += bins[kOrientations];
+      bins[1] += bins[kOrientations + 1];
+      for (int k = 0; k < kOrientations; ++k) {
+        values[next++] = bins[k];
+      }
+    }
+  }
+  return values;
+}
+
+float lengthOf(const std::array<float, kDescriptorLength>& values) {
+  float sum = 0.0F;
+  for (const float value : values) {
+    sum += value * value;
+  }
+  return std::sqrt(sum);
+}
+
+/// Normalises, limits single large gradients, and rounds to whole numbers from 0 to 255.
+void writeDescriptor(std::array<float, kDescriptorLength> values, float* row) {
+  const float limit = lengthOf(values) * kMagnitudeLimit;
+  for (float& value : values) {
+    value = std::min(value, limit);
+  }
+  const float factor = kIntegerFactor / std::max(lengthOf(values), FLT_EPSILON);
+  for (std::size_t k = 0; k < values.size(); ++k) {
+    row[k] = cv::saturate_cast<uchar>(values[k] * factor);
+  }
+}
+
+void describe(const Gradient& gradient,
+              const std::vector<Sample>& pattern,
+              const cv::Point2f& pt,
+              float* row) {
+  const cv::Point centre(cvRound(pt.x * kOctaveScale), cvRound(pt.y * kOctaveScale));
+  const int lastRow = gradient.magnitude.rows - 2;
+  const int lastColumn = gradient.magnitude.cols - 2;
+  Histogram histogram{};
+  for (const Sample& sample : pattern) {
+    const int y = centre.y + sample.dy;
+    const int x = centre.x + sample.dx;
+    if (y >= 1 && y <= lastRow && x >= 1 && x <= lastColumn) {
+      addSample(histogram, sample, gradient, y, x);
+    }
+  }
+  writeDescriptor(foldedCells(histogram), row);
+}
+
+}  // namespace
+
+cv::Mat describeCorners(const cv::Mat& grey, const std::vector<cv::KeyPoint>& keypoints) {
+  if (keypoints.empty()) {
+    return {};
+  }
+  const int count = static_cast<int>(keypoints.size());
+  cv::Mat descriptors = cv::Mat::zeros(count, kDescriptorLength, CV_32F);
+  const Gradient gradient = gradientOf(secondOctaveImage(padded(grey)));
+  const std::vector<Sample> pattern = samplingPattern();
+  Platform::parallelFor(0, count, [&](int k) {
+    describe(
+        gradient, pattern, keypoints[static_cast<std::size_t>(k)].pt, descriptors.ptr<float>(k));
+  });
+  return descriptors;
+}
+
+}  // namespace ORV::Common::Algorithms::Montage::Registration

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+#include "Platform/OpenCvScope.h"
+#include "Registration.h"
+
+namespace ORV::Common::Algorithms::Montage::Registration {
+namespace {
+
+/// Matches needed for a homography, and inliers needed to estimate it again.
+constexpr int kMatchesForHomography = 6;
+
+// Probability model of Brown and Lowe 2007: a true pair has more than 8 + 0.3 * matches inliers.
+constexpr double kConfidenceOffset = 8.0;
+constexpr double kConfidenceSlope = 0.3;
+constexpr int kFewestInliers = 6;
+
+/// Pairs that can be matched at all: two nearest neighbours need two keypoints on either side.
+cv::Mat matchablePairs(const std::vector<cv::detail::ImageFeatures>& features) {
+  const int imageCount = static_cast<int>(features.size());
+  cv::Mat pairs = cv::Mat::zeros(imageCount, imageCount, CV_8U);
+  for (int i = 0; i < imageCount; ++i) {
+    for (int j = 0; j < imageCount; ++j) {
+      pairs.at<uchar>(i, j) = features[static_cast<std::size_t>(i)].keypoints.size() >= 2 &&
+                              features[static_cast<std::size_t>(j)].keypoints.size() >= 2;
+    }
+  }
+  return pairs;
+}
+
+/// Pairs left out for an image of one keypoint count as matched with nothing found.
+void numberSkippedPairs(const std::vector<cv::detail::ImageFeatures>& features,
+                        std::vector<cv::detail::MatchesInfo>& pairwiseMatches) {
+  const std::size_t imageCount = features.size();
+  for (std::size_t i = 0; i < imageCount; ++i) {
+    for (std::size_t j = 0; j < imageCount; ++j) {
+      if (i != j && !features[i].keypoints.empty() && !features[j].keypoints.empty()) {
+        pairwiseMatches[i * imageCount + j].src_img_idx = static_cast<int>(i);
+        pairwiseMatches[i * imageCount + j].dst_img_idx = static_cast<int>(j);
+      }
+    }
+  }
+}
+
+void scorePairs(std::vector<cv::detail::MatchesInfo>& pairwiseMatches) {
+  for (cv::detail::MatchesInfo& pair : pairwiseMatches) {
+    if (pair.src_img_idx < 0 || pair.dst_img_idx < 0) {
+      continue;
+    }
+    const auto matchCount = static_cast<double>(pair.matches.size());
+    pair.confidence = pair.num_inliers < kFewestInliers
+                          ? 0.0
+                          : pair.num_inliers / (kConfidenceOffset + kConfidenceSlope * matchCount);
+  }
+}
+
+}  // namespace
+
+FeatureMatching::FeatureMatching() = default;
+FeatureMatching::FeatureMatching(const FeatureMatching& other) = default;
+FeatureMatching& FeatureMatching::operator=(const FeatureMatching& other) = default;
+FeatureMatching::~FeatureMatching() = default;
+
+int FeatureMatching::operator()(std::vector<cv::detail::ImageFeatures>& features,
+                                std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
+                                bool tryGpu,
+                                float matchConf) {
+  return Process(features, pairwiseMatches, tryGpu, matchConf);
+}
+
+int FeatureMatching::Process(std::vector<cv::detail::ImageFeatures>& features,
+                             std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
+                             bool tryGpu,
+                             float matchConf) {
+  const Platform::CpuOnly cpuOnly;
+  {
+    const Platform::FixedRandomState fixedRandomState;
+    cv::detail::BestOf2NearestMatcher matcher(
+        tryGpu, matchConf, kMatchesForHomography, kMatchesForHomography);
+    cv::UMat pairs;
+    matchablePairs(features).copyTo(pairs);
+    matcher(features, pairwiseMatches, pairs);
+    matcher.collectGarbage();
+  }
+  numberSkippedPairs(features, pairwiseMatches);
+  scorePairs(pairwiseMatches);
+  return 0;
+}
+
+}  // namespace ORV::Common::Algorithms::Montage::Registration

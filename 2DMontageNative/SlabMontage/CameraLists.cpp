@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#include "SlabMontage/CameraLists.h"
+
+#include "SlabMontage.h"
+
+#include <cmath>
+
+namespace ORV::Common::Algorithms::Montage {
+namespace {
+
+constexpr double kSingularBound = 1e-6;
+
+/// Angles about x, y, z of R = Rz Ry Rx; z is 0 where the decomposition is singular.
+cv::Vec3d eulerAngles(const cv::Matx33d& R) {
+  const double sy = std::sqrt(R(0, 0) * R(0, 0) + R(1, 0) * R(1, 0));
+  if (sy > kSingularBound) {
+    return {std::atan2(R(2, 1), R(2, 2)), std::atan2(-R(2, 0), sy), std::atan2(R(1, 0), R(0, 0))};
+  }
+  return {std::atan2(-R(1, 2), R(1, 1)), std::atan2(-R(2, 0), sy), 0.0};
+}
+
+}  // namespace
+
+bool isConfidentPair(const cv::detail::MatchesInfo& pair, float confThresh) {
+  return !(static_cast<double>(confThresh) > pair.confidence) && pair.src_img_idx >= 0;
+}
+
+bool isInlier(const cv::detail::MatchesInfo& pair, std::size_t index) {
+  return index < pair.inliers_mask.size() && pair.inliers_mask[index] != 0;
+}
+
+cv::Mat columnOf(const std::vector<double>& values) {
+  if (values.empty()) {
+    return {0, 1, CV_64F};
+  }
+  return cv::Mat(values, true);
+}
+
+cv::Mat listFocals(const std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
+                   float confThresh,
+                   const std::vector<cv::detail::CameraParams>& cameras) {
+  std::vector<double> focals;
+  for (const cv::detail::MatchesInfo& pair : pairwiseMatches) {
+    if (isConfidentPair(pair, confThresh)) {
+      const cv::Mat K = cameras[static_cast<std::size_t>(pair.src_img_idx)].K();
+      focals.push_back(K.at<double>(0, 0));
+    }
+  }
+  return columnOf(focals);
+}
+
+cv::Mat listRotations(const std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
+                      float confThresh,
+                      const std::vector<cv::detail::CameraParams>& cameras) {
+  std::vector<double> angles;
+  for (const cv::detail::MatchesInfo& pair : pairwiseMatches) {
+    if (isConfidentPair(pair, confThresh)) {
+      cv::Mat R;
+      cameras[static_cast<std::size_t>(pair.src_img_idx)].R.convertTo(R, CV_64F);
+      const cv::Vec3d xyz = eulerAngles(R);
+      angles.insert(angles.end(), {xyz[0], xyz[1], xyz[2]});
+    }
+  }
+  return columnOf(angles);
+}
+
+int SlabMontage::calcFocals(std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
+                            float confThresh,
+                            std::vector<cv::detail::CameraParams>& cameras,
+                            cv::Mat& focals) {
+  focals = listFocals(pairwiseMatches, confThresh, cameras);
+  return 0;
+}
+
+int SlabMontage::calcRotations(std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
+                               float confThresh,
+                               std::vector<cv::detail::CameraParams>& cameras,
+                               cv::Mat& angles) {
+  angles = listRotations(pairwiseMatches, confThresh, cameras);
+  return 0;
+}
+
+}  // namespace ORV::Common::Algorithms::Montage

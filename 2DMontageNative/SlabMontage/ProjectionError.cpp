@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+#include "SlabMontage.h"
+#include "SlabMontage/CameraLists.h"
+
+#include <cmath>
+
+namespace ORV::Common::Algorithms::Montage {
+namespace {
+
+/// A camera's intrinsics and the map from its pixels to rays in the common frame.
+struct RayCamera {
+  cv::Matx33d K;
+  cv::Matx33d rayFromPixel;
+};
+
+RayCamera rayCameraOf(const cv::detail::CameraParams& camera) {
+  cv::Mat R;
+  camera.R.convertTo(R, CV_64F);
+  const cv::Mat K = camera.K();
+  const cv::Mat inverse = K.inv(cv::DECOMP_LU);
+  return {K, cv::Mat(R * inverse)};
+}
+
+/// The unit ray of a keypoint.
+cv::Vec3d rayOf(const RayCamera& camera, const cv::Point2f& pixel) {
+  const double x = pixel.x;
+  const double y = pixel.y;
+  const cv::Matx33d& H = camera.rayFromPixel;
+  const double X = H(0, 0) * x + H(0, 1) * y + H(0, 2);
+  const double Y = H(1, 0) * x + H(1, 1) * y + H(1, 2);
+  const double Z = H(2, 0) * x + H(2, 1) * y + H(2, 2);
+  const double length = std::sqrt(X * X + Y * Y + Z * Z);
+  return {X / length, Y / length, Z / length};
+}
+
+}  // namespace
+
+cv::Mat listProjectionErrors(const std::vector<cv::detail::ImageFeatures>& features,
+                             const std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
+                             float confThresh,
+                             const std::vector<cv::detail::CameraParams>& cameras) {
+  std::vector<double> records;
+  for (const cv::detail::MatchesInfo& pair : pairwiseMatches) {
+    if (!isConfidentPair(pair, confThresh) || pair.dst_img_idx < 0) {
+      continue;
+    }
+    const auto source = static_cast<std::size_t>(pair.src_img_idx);
+    const auto destination = static_cast<std::size_t>(pair.dst_img_idx);
+    const RayCamera sourceCamera = rayCameraOf(cameras[source]);
+    const RayCamera destinationCamera = rayCameraOf(cameras[destination]);
+    const double pixelsPerRay = std::sqrt(sourceCamera.K(0, 0) * destinationCamera.K(0, 0));
+
+    for (std::size_t k = 0; k < pair.matches.size(); ++k) {
+      if (!isInlier(pair, k)) {
+        continue;
+      }
+      const auto query = static_cast<std::size_t>(pair.matches[k].queryIdx);
+      const auto train = static_cast<std::size_t>(pair.matches[k].trainIdx);
+      const cv::Point2f& sourcePoint = features[source].keypoints[query].pt;
+      const cv::Point2f& destinationPoint = features[destination].keypoints[train].pt;
+      const cv::Vec3d sourceRay = rayOf(sourceCamera, sourcePoint);
+      const cv::Vec3d destinationRay = rayOf(destinationCamera, destinationPoint);
+      records.insert(records.end(),
+                     {static_cast<double>(pair.src_img_idx),
+                      static_cast<double>(pair.dst_img_idx),
+                      sourcePoint.x,
+                      sourcePoint.y,
+                      pixelsPerRay * (sourceRay[0] - destinationRay[0]),
+                      pixelsPerRay * (sourceRay[1] - destinationRay[1]),
+                      pixelsPerRay * (sourceRay[2] - destinationRay[2])});
+    }
+  }
+  return columnOf(records);
+}
+
+int SlabMontage::calcProjError(std::vector<cv::detail::ImageFeatures>& features,
+                               std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
+                               float confThresh,
+                               std::vector<cv::detail::CameraParams>& cameras,
+                               cv::Mat& residuals) {
+  residuals = listProjectionErrors(features, pairwiseMatches, confThresh, cameras);
+  return 0;
+}
+
+}  // namespace ORV::Common::Algorithms::Montage
