@@ -96,7 +96,7 @@ class MONTAGE_API FeatureMatching {
   /// @param[in] features  one record per image.
   /// @param[out] pairwiseMatches  n * n entries; entry i * n + j is the ordered pair (i, j). Pairs
   ///   that were not matched (i == j, or an image without keypoints) keep indices -1.
-  /// @param[in] tryGpu  handed to OpenCV's matcher.
+  /// @param[in] tryGpu  accepted; the search is exact, on the CPU, and draws no random numbers.
   /// @param[in] matchConf  ratio test: the best distance must be below (1 - matchConf) times the
   ///   second best.
   /// @return 0.

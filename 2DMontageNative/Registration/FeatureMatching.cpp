@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/OpenCvScope.h"
 #include "Registration.h"
+#include "Registration/ExactMatcher.h"
 
 namespace ORV::Common::Algorithms::Montage::Registration {
 namespace {
@@ -68,18 +69,14 @@ int FeatureMatching::operator()(std::vector<cv::detail::ImageFeatures>& features
 
 int FeatureMatching::Process(std::vector<cv::detail::ImageFeatures>& features,
                              std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
-                             bool tryGpu,
+                             bool /*tryGpu*/,
                              float matchConf) {
   const Platform::CpuOnly cpuOnly;
-  {
-    const Platform::FixedRandomState fixedRandomState;
-    cv::detail::BestOf2NearestMatcher matcher(
-        tryGpu, matchConf, kMatchesForHomography, kMatchesForHomography);
-    cv::UMat pairs;
-    matchablePairs(features).copyTo(pairs);
-    matcher(features, pairwiseMatches, pairs);
-    matcher.collectGarbage();
-  }
+  ExactMatcher matcher(matchConf, kMatchesForHomography, kMatchesForHomography);
+  cv::UMat pairs;
+  matchablePairs(features).copyTo(pairs);
+  matcher(features, pairwiseMatches, pairs);
+  matcher.collectGarbage();
   numberSkippedPairs(features, pairwiseMatches);
   scorePairs(pairwiseMatches);
   return 0;
