@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/OpenCvScope.h"
 #include "Registration.h"
+#include "Registration/RayAdjuster.h"
 
 #include <opencv2/stitching/detail/motion_estimators.hpp>
 
@@ -58,8 +59,7 @@ int BundleAdjustment::Process(std::vector<cv::detail::ImageFeatures>& features,
   estimator(features, pairwiseMatches, cameras);
   convertRotationsToFloat(cameras);
 
-  const cv::Ptr<cv::detail::BundleAdjusterBase> adjuster =
-      cv::makePtr<cv::detail::BundleAdjusterRay>();
+  const cv::Ptr<cv::detail::BundleAdjusterBase> adjuster = cv::makePtr<RayAdjuster>();
   adjuster->setConfThresh(confThresh);
   adjuster->setRefinementMask(refinementMask());
   // On failure OpenCV 4.6 leaves finite, unrefined cameras: only the result tells.
