@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/ImagingPrimitives.h"
-#include "Platform/RegionAccess.h"
 
 #include <algorithm>
 #include <array>
@@ -12,18 +11,6 @@ namespace {
 
 // Independent running maxima: enough for the widest vectors to hide the latency of the comparison.
 constexpr std::size_t kLanes = 64;
-
-// From 2^23 on floats are whole numbers, so that adding it rounds as the processor rounds: to
-// nearest, halves to even.
-constexpr float kFirstWholeFloat = 8388608.0F;
-constexpr float kByteMax = 255.0F;
-
-unsigned char toByte(float value) {
-  const float atLeastZero = value > 0.0F ? value : 0.0F;  // NaN becomes 0
-  const float saturated = atLeastZero < kByteMax ? atLeastZero : kByteMax;
-  const float rounded = (saturated + kFirstWholeFloat) - kFirstWholeFloat;
-  return static_cast<unsigned char>(static_cast<int>(rounded));
-}
 
 }  // namespace
 
@@ -61,27 +48,6 @@ int ippsMulC_32f_I(float factor, float* values, int length) {
     return ippStsSizeErr;
   }
   std::transform(values, values + length, values, [=](float value) { return value * factor; });
-  return ippStsNoErr;
-}
-
-int ippiConvert_32f8u_C1R(const float* source,
-                          int sourceStep,
-                          unsigned char* destination,
-                          int destinationStep,
-                          IppiSize size,
-                          int roundMode) {
-  const int status = firstError(checkImage(source, sourceStep, size),
-                                checkImage(destination, destinationStep, size));
-  if (status != ippStsNoErr) {
-    return status;
-  }
-  if (roundMode != ippRndNear) {
-    return ippStsBadArgErr;
-  }
-  for (int row = 0; row < size.height; ++row) {
-    const float* const in = rowAt(source, sourceStep, row);
-    std::transform(in, in + size.width, rowAt(destination, destinationStep, row), toByte);
-  }
   return ippStsNoErr;
 }
 

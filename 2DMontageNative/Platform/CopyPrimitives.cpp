@@ -25,8 +25,7 @@ int copyRegion(const unsigned char* source,
   const std::size_t rowBytes =
       static_cast<std::size_t>(size.width) * static_cast<std::size_t>(channels);
   for (int row = 0; row < size.height; ++row) {
-    std::memcpy(
-        rowAt(destination, destinationStep, row), rowAt(source, sourceStep, row), rowBytes);
+    std::memcpy(rowAt(destination, destinationStep, row), rowAt(source, sourceStep, row), rowBytes);
   }
   return ippStsNoErr;
 }
@@ -61,6 +60,8 @@ unsigned char* ippiMalloc_8u_C1(int width, int height, int* stepBytes) {
   return static_cast<unsigned char*>(memory);
 }
 
-void ippiFree(void* memory) { ::operator delete(memory, kImageAlignment); }
+void ippiFree(void* memory) {
+  ::operator delete(memory, kImageAlignment);
+}
 
 }  // namespace ORV::Common::Platform

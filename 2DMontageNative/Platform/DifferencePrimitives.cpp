@@ -68,9 +68,8 @@ int ippiThreshold_GTVal_8u_C1IR(
   if (status != ippStsNoErr) {
     return status;
   }
-  changeInPlace(image, step, size, [=](unsigned char pixel) {
-    return pixel > threshold ? value : pixel;
-  });
+  changeInPlace(
+      image, step, size, [=](unsigned char pixel) { return pixel > threshold ? value : pixel; });
   return ippStsNoErr;
 }
 

@@ -12,11 +12,13 @@
 namespace ORV::Common::Platform {
 namespace {
 
-constexpr int kServedSide = 5;             // of the derivative kernels and of the window
-constexpr int kBandRows = 64;              // each band repeats the work of four rows
+constexpr int kServedSide = 5;  // of the derivative kernels and of the window
+constexpr int kBandRows = 64;   // each band repeats the work of four rows
 constexpr std::size_t kCacheLineBytes = 64;
 
-int bandCount(int rows) { return rows / kBandRows + (rows % kBandRows != 0 ? 1 : 0); }
+int bandCount(int rows) {
+  return rows / kBandRows + (rows % kBandRows != 0 ? 1 : 0);
+}
 
 float* alignedToCacheLine(unsigned char* buffer) {
   const std::uintptr_t misfit = reinterpret_cast<std::uintptr_t>(buffer) % kCacheLineBytes;

@@ -227,7 +227,9 @@ void computeBand(const MinEigenImages& images, int firstRow, int endRow, float* 
   }
 }
 
-std::size_t bandFloats(int width) { return Workspace::floatCount(width); }
+std::size_t bandFloats(int width) {
+  return Workspace::floatCount(width);
+}
 
 }  // namespace
 }  // namespace ORV::Common::Platform::HWY_NAMESPACE
@@ -238,7 +240,9 @@ namespace ORV::Common::Platform {
 
 HWY_EXPORT(computeBand);
 
-std::size_t minEigenBandFloats(int width) { return HWY_STATIC_DISPATCH(bandFloats)(width); }
+std::size_t minEigenBandFloats(int width) {
+  return HWY_STATIC_DISPATCH(bandFloats)(width);
+}
 
 void minEigenBand(const MinEigenImages& images, int firstRow, int endRow, float* workspace) {
   HWY_DYNAMIC_DISPATCH(computeBand)(images, firstRow, endRow, workspace);

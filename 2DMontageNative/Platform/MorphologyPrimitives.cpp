@@ -87,7 +87,11 @@ class Reconstruction {
                  int markerStep,
                  IppiSize size,
                  unsigned char* buffer)
-      : mask_(mask), maskStep_(maskStep), marker_(marker), markerStep_(markerStep), size_(size),
+      : mask_(mask),
+        maskStep_(maskStep),
+        marker_(marker),
+        markerStep_(markerStep),
+        size_(size),
         queue_(alignedQueue(buffer), queueBytes(size) / sizeof(Pixel)),
         rows_(buffer + alignof(Pixel) + queueBytes(size)) {}
 

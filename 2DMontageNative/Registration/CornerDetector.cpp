@@ -84,11 +84,9 @@ int quantise(CMatrix<float>& responses,
   Platform::parallelFor(0, bands, [&](int band) {
     const std::size_t first = static_cast<std::size_t>(band) * kPixelsPerBand;
     const std::size_t count = std::min(kPixelsPerBand, pixels - first);
-    if (quantiseBand(responses.ppData[0] + first,
-                     count,
-                     threshold,
-                     scale,
-                     quantised.ppData[0] + first) != ippStsNoErr) {
+    if (quantiseBand(
+            responses.ppData[0] + first, count, threshold, scale, quantised.ppData[0] + first) !=
+        ippStsNoErr) {
       status = kFailure;
     }
   });
@@ -100,8 +98,7 @@ std::vector<CornerCandidate> collectCandidates(const CMatrix<unsigned char>& max
                                                const CMatrix<float>& responses,
                                                float unscale) {
   const unsigned char* const begin = maxima.ppData[0];
-  const unsigned char* const end =
-      begin + static_cast<std::ptrdiff_t>(maxima.nRows) * maxima.nCols;
+  const unsigned char* const end = begin + static_cast<std::ptrdiff_t>(maxima.nRows) * maxima.nCols;
   std::vector<CornerCandidate> candidates;
   candidates.reserve(static_cast<std::size_t>(std::count(begin, end, kMaximumMark)));
   for (int y = 0; y < maxima.nRows; ++y) {
