@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+/// @file
+/// What the program says to people on standard error: progress, notes and the one line of an error.
+#ifndef ORV2D_CONSOLE_H
+#define ORV2D_CONSOLE_H
+
+#include <string>
+
+namespace orv2d {
+
+/// Progress lines on standard error; silent when quiet.
+class Progress {
+ public:
+  explicit Progress(bool quiet) : quiet_(quiet) {}
+  void say(const std::string& text) const;
+
+ private:
+  bool quiet_;
+};
+
+/// Writes one line "orv2d: text" to standard error; control characters (a line break in a file
+/// name) become '?'.
+void printMessage(const std::string& text);
+
+/// `count` and the noun, with an s unless count is 1.
+std::string counted(std::size_t count, const std::string& noun);
+
+/// `value` with `decimals` digits after the point.
+std::string fixed(double value, int decimals);
+
+}  // namespace orv2d
+
+#endif  // ORV2D_CONSOLE_H

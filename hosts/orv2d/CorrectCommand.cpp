@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: MIT
+#include "CorrectCommand.h"
+
+#include "Console.h"
+#include "CorrectOutcome.h"
+#include "Correction.h"
+#include "FailureReason.h"
+#include "ImageIo.h"
+#include "Measure.h"
+#include "OutputFiles.h"
+#include "PlaneFrame.h"
+#include "Preview.h"
+#include "SamplingMaps.h"
+
+#include <algorithm>
+#include <iostream>
+#include <optional>
+
+namespace fs = std::filesystem;
+
+namespace orv2d {
+namespace {
+
+/// The file of `image` in the output folder: its own name, in the wanted or its own format.
+fs::path nameInFolder(const CorrectSettings& settings, const fs::path& image) {
+  const std::string extension = !settings.format.empty() ? "." + settings.format
+                                : hasImageFormat(image)  ? image.extension().string()
+                                                         : ".png";
+  return fs::path(settings.output) / (image.stem().string() + extension);
+}
+
+/// One output name per image.
+std::vector<fs::path> outputNames(const CorrectSettings& settings) {
+  std::error_code error;
+  if (!fs::is_directory(settings.output, error)) {
+    if (settings.images.size() > 1) {
+      throw HostError(ExitCode::Usage,
+                      counted(settings.images.size(), "image") + " need a folder, and " +
+                          inQuotes(settings.output) + " is not an existing one");
+    }
+    requireImageFormat(settings.output);
+    return {settings.output};
+  }
+  std::vector<fs::path> names;
+  for (const std::string& image : settings.images) {
+    names.push_back(nameInFolder(settings, image));
+  }
+  return names;
+}
+
+void planOutputs(const CorrectSettings& settings,
+                 const std::vector<fs::path>& names,
+                 OutputFiles& outputs) {
+  std::vector<fs::path> inputs(settings.images.begin(), settings.images.end());
+  if (!settings.lensFile.empty()) {
+    inputs.emplace_back(settings.lensFile);
+  }
+  for (const fs::path& name : names) {
+    outputs.plan(name, inputs);
+  }
+  if (!settings.preview.empty()) {
+    requireImageFormat(settings.preview);
+  }
+  for (const std::string& path : {settings.preview, settings.maps, settings.report}) {
+    if (!path.empty()) {
+      outputs.plan(path, inputs);
+    }
+  }
+}
+
+/// Corrects images one after the other; keeps the shared maps from one to the next.
+class Corrector {
+ public:
+  Corrector(const CorrectSettings& settings, const CorrectionPlan& plan, OutputFiles& outputs)
+      : settings_(settings), plan_(plan), outputs_(outputs) {}
+
+  /// Reads, corrects and stages one image with its preview and maps; throws `HostError` with
+  /// `outcome` filled as far as it came.
+  void run(CorrectOutcome& outcome);
+
+ private:
+  Correction correct(const LensValues& values, const cv::Mat& source);
+  const SamplingMaps& mapsFor(const LensValues& values, const cv::Size& sourceSize);
+  void requireContent(const Correction& correction,
+                      const LensValues& values,
+                      const cv::Mat& source) const;
+  void stagePicture(const fs::path& name, const cv::Mat& picture);
+
+  const CorrectSettings& settings_;
+  const CorrectionPlan& plan_;
+  OutputFiles& outputs_;
+  std::optional<SamplingMaps> maps_;
+};
+
+const SamplingMaps& Corrector::mapsFor(const LensValues& values, const cv::Size& sourceSize) {
+  if (!maps_ || maps_->sourceSize != sourceSize) {
+    maps_.reset();  // before the next ones take memory
+    maps_ = exportMaps(values,
+                       static_cast<int>(values.at("output-size")),
+                       values.at("plane-half-extent"),
+                       sourceSize);
+  }
+  return *maps_;
+}
+
+Correction Corrector::correct(const LensValues& values, const cv::Mat& source) {
+  return plan_.sharedMaps ? correctThroughMaps(mapsFor(values, source.size()), source)
+                          : correctImage(plan_.mode, values, source);
+}
+
+void Corrector::requireContent(const Correction& correction,
+                               const LensValues& values,
+                               const cv::Mat& source) const {
+  if (correction.status != 0) {
+    const double extent = plan_.sharedMaps ? values.at("plane-half-extent") : 1.0;
+    throw HostError(ExitCode::NoCorrection, failureReason(plan_.mode, values, extent, source));
+  }
+  if (!correction.hasContent()) {
+    throw HostError(ExitCode::NoCorrection,
+                    "no content: the corrected image is black or empty; check the source and the "
+                    "lens parameters");
+  }
+}
+
+void Corrector::stagePicture(const fs::path& name, const cv::Mat& picture) {
+  outputs_.write(name, [&](const fs::path& target, const fs::path& file) {
+    writeImage(picture, target, file);
+  });
+}
+
+void Corrector::run(CorrectOutcome& outcome) {
+  const Stopwatch reading;
+  cv::Mat source = readImage(outcome.file);
+  outcome.readingSeconds = reading.seconds();
+  outcome.sourceSize = source.size();
+  outcome.channels = source.channels();
+  outcome.values = withImageDefaults(plan_.mode, plan_.values, source.size());
+  requirePossibleSize(plan_.mode, outcome.values);
+  const cv::Mat gridded = settings_.preview.empty() ? cv::Mat() : withGrid(source);
+
+  const Stopwatch correcting;
+  const Correction correction = correct(outcome.values, source);
+  outcome.correctionSeconds = correcting.seconds();
+  outcome.status = correction.status;
+  requireContent(correction, outcome.values, source);
+  outcome.resultSize = correction.image.size();
+  outcome.bounds = correction.bounds;
+  outcome.centre = correction.centre;
+
+  const Stopwatch writing;
+  stagePicture(outcome.output, correction.image);
+  if (!gridded.empty()) {
+    const Correction preview = correct(outcome.values, gridded);
+    requireContent(preview, outcome.values, gridded);
+    stagePicture(settings_.preview, preview.image);
+  }
+  if (!settings_.maps.empty()) {
+    const SamplingMaps& maps = mapsFor(outcome.values, source.size());
+    outputs_.write(settings_.maps, [&](const fs::path& target, const fs::path& file) {
+      writeMaps(maps, target, file);
+    });
+  }
+  outcome.writingSeconds = writing.seconds();
+}
+
+}  // namespace
+
+ExitCode correctCommand(const CorrectSettings& settings) {
+  const CorrectionPlan plan = planCorrection(settings);
+  std::for_each(settings.images.begin(), settings.images.end(), requireExistingFile);
+  const std::vector<fs::path> names = outputNames(settings);
+  OutputFiles outputs;
+  planOutputs(settings, names, outputs);
+  const Progress progress(settings.quiet);
+
+  const bool single = settings.images.size() == 1;
+  Corrector corrector(settings, plan, outputs);
+  std::vector<CorrectOutcome> outcomes;
+  ExitCode firstFailure = ExitCode::Success;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    progress.say("correcting " + std::to_string(i + 1) + "/" + std::to_string(names.size()) + " " +
+                 settings.images[i]);
+    CorrectOutcome& outcome = outcomes.emplace_back();
+    outcome.file = settings.images[i];
+    outcome.output = names[i].string();
+    try {
+      corrector.run(outcome);
+      outcome.code = ExitCode::Success;
+      if (!single) {
+        outputs.commit();  // the images of a folder stand each for itself
+      }
+    } catch (const HostError& error) {
+      // One bad image must not stop the others of a folder.
+      outputs.discard();
+      outcome.code = error.code();
+      outcome.message = error.what();
+      firstFailure = firstFailure == ExitCode::Success ? error.code() : firstFailure;
+      printMessage(tableLine(outcome));
+    }
+  }
+  if (!settings.report.empty()) {
+    writeReport(correctReport(settings, plan, outcomes), settings.report, outputs);
+  }
+  outputs.commit();
+  for (const CorrectOutcome& outcome : outcomes) {
+    if (outcome.code == ExitCode::Success && !settings.quiet) {
+      std::cout << tableLine(outcome) << "\n" << std::flush;
+    }
+  }
+  return firstFailure;
+}
+
+}  // namespace orv2d

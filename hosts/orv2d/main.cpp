@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+/// @file
+/// orv2d: image montage and wide-angle correction from the command line.
+#include "Console.h"
+#include "CorrectCommand.h"
+#include "ExitCode.h"
+#include "MontageCommand.h"
+
+#include <CLI/CLI.hpp>
+#include <opencv2/core.hpp>
+#include <opencv2/core/utils/logger.hpp>
+
+#include <new>
+#include <sstream>
+
+namespace {
+
+using orv2d::ExitCode;
+
+std::string exitCodeHelp() {
+  std::ostringstream text;
+  text << "Exit codes:\n";
+  for (const orv2d::ExitCodeMeaning& meaning : orv2d::kExitCodes) {
+    text << "  " << static_cast<int>(meaning.code) << "  " << meaning.sentence << "\n";
+  }
+  return text.str();
+}
+
+/// One line per error: OpenCV must not print its own.
+void silenceOpenCv() {
+  cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+  cv::redirectError([](int, const char*, const char*, const char*, int, void*) { return 0; });
+}
+
+/// Parses the command line and runs the command; help and version are printed here.
+ExitCode run(int argc, char** argv) {
+  CLI::App app("Image montage and wide-angle distortion correction", "orv2d");
+  const std::string version = std::string("orv2d ") + ORV2D_VERSION + ", OpenCV " + CV_VERSION;
+  app.set_version_flag("--version", version);
+  app.require_subcommand(1);
+  orv2d::MontageSettings montage;
+  orv2d::CorrectSettings correct;
+  CLI::App* montageApp = orv2d::addMontageCommand(app, montage);
+  CLI::App* correctApp = orv2d::addCorrectCommand(app, correct);
+  for (CLI::App* part : {&app, montageApp, correctApp}) {
+    part->footer(exitCodeHelp());
+  }
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& request) {
+    app.exit(request);
+    return ExitCode::Success;
+  } catch (const CLI::ParseError& error) {
+    throw orv2d::HostError(ExitCode::Usage, std::string(error.what()) + "; see orv2d --help");
+  }
+  return montageApp->parsed() ? orv2d::montageCommand(montage) : orv2d::correctCommand(correct);
+}
+
+std::string sentenceOf(const cv::Exception& error) {
+  if (error.code == cv::Error::StsNoMem) {
+    return "out of memory; use fewer or smaller images, or a lower --compose-mp";
+  }
+  if (error.code == cv::Error::StsOutOfRange) {
+    return "the result would be too large (" + error.err + "); use a lower resolution";
+  }
+  return "internal error in " + error.func + ": " + error.err;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  ExitCode code = ExitCode::InternalError;
+  try {
+    silenceOpenCv();
+    code = run(argc, argv);
+  } catch (const orv2d::HostError& error) {
+    orv2d::printMessage(error.what());
+    code = error.code();
+  } catch (const cv::Exception& error) {
+    orv2d::printMessage(sentenceOf(error));
+  } catch (const std::bad_alloc&) {
+    orv2d::printMessage("out of memory; use fewer or smaller images, or a lower resolution");
+  } catch (const std::exception& error) {
+    orv2d::printMessage(std::string("internal error: ") + error.what());
+  } catch (...) {
+    orv2d::printMessage("internal error");
+  }
+  return static_cast<int>(code);
+}
