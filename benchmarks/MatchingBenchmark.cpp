@@ -2,12 +2,11 @@
 // Matching: the exact matcher against OpenCV's own, on made-up SIFT-like descriptors and, with
 // MONTAGE_BENCHMARK_DATA set to a folder of rendered views with a truth file, by right matches.
 #include "Platform/OpenCvScope.h"
+#include "Registration.h"
 #include "Registration/ExactMatcher.h"
 
 #include <benchmark/benchmark.h>
-#include <opencv2/features2d.hpp>
 #include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 
 #include <cmath>
 #include <cstdlib>
@@ -18,6 +17,7 @@ namespace {
 using cv::detail::ImageFeatures;
 using cv::detail::MatchesInfo;
 using ORV::Common::Algorithms::Montage::Registration::ExactMatcher;
+using ORV::Common::Algorithms::Montage::Registration::FeatureFinding;
 using ORV::Common::Platform::FixedRandomState;
 
 constexpr float kMatchConf = 0.3F;
@@ -101,34 +101,16 @@ struct RenderedViews {
   std::vector<Pair> pairs;
 };
 
-ImageFeatures findFeatures(const std::string& file) {
-  constexpr int kMostCorners = 5000;
-  constexpr double kQuality = 1e-4;
-  constexpr double kDistance = 5;
-  constexpr int kBlock = 5;
-  constexpr float kKeypointSize = 7;
-  const cv::Mat image = cv::imread(file, cv::IMREAD_GRAYSCALE);
-  CV_Assert(!image.empty());
-  ImageFeatures found;
-  found.img_size = image.size();
-  std::vector<cv::Point2f> corners;
-  cv::goodFeaturesToTrack(image, corners, kMostCorners, kQuality, kDistance, cv::noArray(), kBlock);
-  for (const auto& corner : corners) {
-    found.keypoints.emplace_back(corner, kKeypointSize, -1.F, 0.F, 1);
-  }
-  cv::Mat descriptors;
-  cv::SIFT::create()->compute(image, found.keypoints, descriptors);
-  descriptors.copyTo(found.descriptors);
-  return found;
-}
-
 RenderedViews loadRenderedViews(const std::string& folder) {
   RenderedViews views;
   const cv::FileStorage truth(folder + "/truth.json", cv::FileStorage::READ);
   CV_Assert(truth.isOpened());
+  std::vector<cv::Mat> images;
   for (const auto& file : truth["slabs"][0]["files"]) {
-    views.features.push_back(findFeatures(folder + "/" + static_cast<std::string>(file)));
+    images.push_back(cv::imread(folder + "/" + static_cast<std::string>(file)));
   }
+  views.features.resize(images.size());
+  FeatureFinding()(images, 1.F, views.features);
   for (const auto& entry : truth["pairs"]) {
     RenderedViews::Pair pair{entry["i"], entry["j"], {}};
     for (int k = 0; k < 9; ++k) {

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Composition/PlaneWarper.h"
 
+#include "Composition/PlaneFootprint.h"
 #include "Platform/ParallelLoop.h"
 
 #include <opencv2/imgproc.hpp>
 
-#include <algorithm>
 #include <cstdint>
 
 namespace ORV::Common::Algorithms::Montage::Composition {
@@ -16,9 +16,6 @@ using cv::detail::PlaneProjector;
 /// Two maps of a tile take 128 KiB and stay in the second-level cache; square, so that the source
 /// pixels it reads lie close together under any rotation.
 constexpr int kTileSide = 128;
-
-/// `cv::remap` refuses sides from here on.
-constexpr std::int64_t kSideLimit = 32767;
 
 constexpr uchar kValid = 255;
 
@@ -100,9 +97,7 @@ cv::Rect ParallelPlaneWarper::project(cv::Size sourceSize,
   // The corners of a camera that looks past the plane may lie anywhere in the range of int.
   const std::int64_t width = std::int64_t{last.x} - first.x + 1;
   const std::int64_t height = std::int64_t{last.y} - first.y + 1;
-  if (std::min(width, height) < 1 || std::max(width, height) >= kSideLimit) {
-    CV_Error(cv::Error::StsOutOfRange, "the warped image has no or too many pixels on a side");
-  }
+  requireMontageSize(width, height);
   return {first, cv::Size(static_cast<int>(width), static_cast<int>(height))};
 }
 
