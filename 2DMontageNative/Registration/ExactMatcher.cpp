@@ -5,6 +5,7 @@
 #include "Registration/NearestTwo.h"
 
 #include <algorithm>
+#include <limits>
 #include <map>
 
 namespace ORV::Common::Algorithms::Montage::Registration {
