@@ -177,6 +177,8 @@ cv::Point warpWithMask(cv::detail::RotationWarper& warper,
   if (auto* parallel = dynamic_cast<ParallelPlaneWarper*>(&warper)) {
     return parallel->warpWithMask(image, K, R, imageSampling, maskSampling, warped, mask);
   }
+  const cv::Rect footprint = warper.warpRoi(image.size(), K, R);
+  requireMontageSize(footprint.width, footprint.height);
   const cv::Mat allValid(image.size(), CV_8UC1, cv::Scalar(kValid));
   cv::Mat warpedImage;
   cv::Mat warpedMask;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Composition.h"
 #include "Composition/PlaneFootprint.h"
+#include "Composition/PlaneWarper.h"
 #include "Composition/SeamFootprints.h"
 #include "Platform/OpenCvScope.h"
 
@@ -69,12 +70,6 @@ cv::Mat colourOf(const cv::Mat& warped) {
   cv::Mat colour;
   cv::cvtColor(warped, colour, cv::COLOR_GRAY2BGR);
   return colour;
-}
-
-cv::Mat fullMaskFor(const cv::Mat& scaled) {
-  const int type = scaled.type();
-  const int maskType = type == CV_8UC1 || type == CV_8UC3 ? CV_8UC1 : type;
-  return {scaled.size(), maskType, cv::Scalar::all(255)};
 }
 
 cv::Mat widened(const cv::UMat& mask, bool wideSeamDilation) {
@@ -148,15 +143,9 @@ int Seam::Process(std::vector<cv::Mat>& images,
     const cv::Mat K = intrinsicsOf(cameras[i], seamWorkAspect);
     cv::Mat warped;
     cv::Mat mask;
-    warpedCorners[i] = warpOntoPlane(
-        *warp.warper, scaled, K, cameras[i].R, cv::INTER_CUBIC, cv::BORDER_CONSTANT, warped);
-    warpOntoPlane(*warp.warper,
-                  fullMaskFor(scaled),
-                  K,
-                  cameras[i].R,
-                  cv::INTER_CUBIC,
-                  cv::BORDER_CONSTANT,
-                  mask);
+    constexpr Sampling kCubicOnBlack{cv::INTER_CUBIC, cv::BORDER_CONSTANT};
+    warpedCorners[i] = warpWithMask(
+        *warp.warper, scaled, K, cameras[i].R, kCubicOnBlack, kCubicOnBlack, warped, mask);
     warpedSizes[i] = warped.size();
     const cv::Mat colour = colourOf(warped);
     colour.copyTo(colourImages[i]);

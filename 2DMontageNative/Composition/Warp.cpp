@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Composition.h"
+#include "Composition/PlaneWarper.h"
 #include "Platform/OpenCvScope.h"
 
 #include <opencv2/core/cuda.hpp>
@@ -18,7 +19,7 @@ cv::Ptr<cv::WarperCreator> makeWarperCreator() {
     return cv::makePtr<cv::PlaneWarperGpu>();
   }
 #endif
-  return cv::makePtr<cv::PlaneWarper>();
+  return cv::makePtr<ParallelPlaneWarperCreator>();
 }
 
 float medianFocal(const std::vector<cv::detail::CameraParams>& cameras) {
