@@ -2,6 +2,7 @@
 #include "Composition/PlaneWarper.h"
 
 #include "Composition/PlaneFootprint.h"
+#include "DistortCorrect/CubicSampler.h"
 #include "Platform/ParallelLoop.h"
 
 #include <opencv2/imgproc.hpp>
@@ -58,6 +59,13 @@ void sample(const cv::Mat& source,
             const cv::Mat& yMap,
             Sampling sampling,
             cv::Mat destination) {
+  const bool grey = source.type() == CV_8UC1;
+  const bool colour = source.type() == CV_8UC3;
+  if (sampling.interpolation == cv::INTER_CUBIC && sampling.border == cv::BORDER_CONSTANT &&
+      (grey || colour)) {
+    DistortCorrect::CubicSampler(source).sample(xMap, yMap, destination);
+    return;
+  }
   cv::remap(source, destination, xMap, yMap, sampling.interpolation, sampling.border);
 }
 
