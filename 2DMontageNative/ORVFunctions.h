@@ -45,7 +45,7 @@ class CMatrix {
   CMatrix& operator=(const CMatrix&) = delete;
 
  private:
-  std::size_t ElementCount() const {
+  [[nodiscard]] std::size_t ElementCount() const {
     return static_cast<std::size_t>(nRows) * static_cast<std::size_t>(nCols);
   }
 

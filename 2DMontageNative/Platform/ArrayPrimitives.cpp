@@ -34,7 +34,7 @@ int ippsMax_32f(const float* values, int length, float* maximum) {
     }
   }
   for (std::size_t index = wholeBlocks; index < count; ++index) {
-    keepLarger(index, index - wholeBlocks);
+    keepLarger(index, 0);
   }
   *maximum = *std::max_element(largest.begin(), largest.end());
   return ippStsNoErr;

@@ -169,10 +169,10 @@ class Workspace {
 
   Workspace(float* memory, int width) : memory_(memory + kRowPadding), pitch_(pitch(width)) {}
 
-  float* smoothed() const { return row(0); }
-  float* derived() const { return row(1); }
-  float* product(std::size_t k) const { return row(2 + k); }
-  float* sums(std::size_t k, int sourceRow) const {
+  [[nodiscard]] float* smoothed() const { return row(0); }
+  [[nodiscard]] float* derived() const { return row(1); }
+  [[nodiscard]] float* product(std::size_t k) const { return row(2 + k); }
+  [[nodiscard]] float* sums(std::size_t k, int sourceRow) const {
     return row(5 + k * kTaps + static_cast<std::size_t>(sourceRow % kTaps));
   }
 
@@ -183,7 +183,7 @@ class Workspace {
     const std::size_t used = kRowPadding + static_cast<std::size_t>(width) + kReach;
     return (used + kRowPadding - 1) / kRowPadding * kRowPadding;
   }
-  float* row(std::size_t index) const { return memory_ + index * pitch_; }
+  [[nodiscard]] float* row(std::size_t index) const { return memory_ + index * pitch_; }
 
   float* memory_;
   std::size_t pitch_;

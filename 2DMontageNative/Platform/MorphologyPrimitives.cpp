@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/ImagingPrimitives.h"
+#include "Platform/MarkedPixels.h"
 #include "Platform/RegionAccess.h"
 
 #include <algorithm>
@@ -25,7 +26,7 @@ class PixelQueue {
  public:
   PixelQueue(Pixel* memory, std::size_t capacity) : memory_(memory), capacity_(capacity) {}
 
-  bool empty() const { return count_ == 0; }
+  [[nodiscard]] bool empty() const { return count_ == 0; }
   void push(Pixel pixel) {
     if (count_ == capacity_) {
       overflowed_ = true;
@@ -61,7 +62,7 @@ class PaddedRow {
   }
   static std::size_t byteCount(int width) { return static_cast<std::size_t>(width) + 2; }
 
-  unsigned char* data() const { return first_; }
+  [[nodiscard]] unsigned char* data() const { return first_; }
   void assign(const unsigned char* row) const { std::memcpy(first_, row, width_); }
 
  private:
@@ -104,7 +105,7 @@ class Reconstruction {
   }
 
  private:
-  static constexpr std::size_t kRowCount = 3;
+  static constexpr std::size_t kRowCount = 4;
   static constexpr unsigned char kLowest = 0;
   static constexpr unsigned char kHighest = UCHAR_MAX;
 
@@ -113,9 +114,9 @@ class Reconstruction {
     return reinterpret_cast<Pixel*>(buffer + (alignof(Pixel) - misfit) % alignof(Pixel));
   }
 
-  const unsigned char* maskRow(int y) const { return rowAt(mask_, maskStep_, y); }
-  unsigned char* markerRow(int y) const { return rowAt(marker_, markerStep_, y); }
-  PaddedRow paddedRow(std::size_t index, unsigned char neutral) const {
+  [[nodiscard]] const unsigned char* maskRow(int y) const { return rowAt(mask_, maskStep_, y); }
+  [[nodiscard]] unsigned char* markerRow(int y) const { return rowAt(marker_, markerStep_, y); }
+  [[nodiscard]] PaddedRow paddedRow(std::size_t index, unsigned char neutral) const {
     return {rows_ + index * PaddedRow::byteCount(size_.width), size_.width, neutral};
   }
 
@@ -172,12 +173,13 @@ class Reconstruction {
                     const unsigned char* markers,
                     const unsigned char* open,
                     const unsigned char* openBelow) {
+    unsigned char* const isSource = paddedRow(3, kLowest).data();
     for (int x = 0; x < size_.width; ++x) {
       const unsigned char diagonal = std::min(openBelow[x - 1], openBelow[x + 1]);
-      if (std::min(std::min(open[x + 1], openBelow[x]), diagonal) < markers[x]) {
-        queue_.push({x, y});
-      }
+      const unsigned char lowest = std::min(std::min(open[x + 1], openBelow[x]), diagonal);
+      isSource[x] = lowest < markers[x] ? kMarked : kLowest;
     }
+    forEachMarked(isSource, size_.width, [&](int x) { queue_.push({x, y}); });
   }
 
   void propagate() {

@@ -2,6 +2,7 @@
 #include "Registration/CornerDetector.h"
 
 #include "Platform/ImagingPrimitives.h"
+#include "Platform/MarkedPixels.h"
 #include "Platform/ParallelLoop.h"
 #include "Registration/Containers.h"
 #include "Registration/SpacingGrid.h"
@@ -11,7 +12,6 @@
 #include <climits>
 #include <cmath>
 #include <cstddef>
-#include <cstring>
 #include <new>
 #include <vector>
 
@@ -25,7 +25,6 @@ constexpr int kFailure = -1;
 constexpr int kApertureSize = 5;
 constexpr int kAveragingWindow = 5;
 constexpr float kQuantisedMaximum = 255.0F;
-constexpr unsigned char kMaximumMark = UCHAR_MAX;
 constexpr std::size_t kPixelsPerBand = 1U << 15U;  // 160 KB of both images: stays in the cache
 
 struct CornerCandidate {
@@ -100,18 +99,12 @@ std::vector<CornerCandidate> collectCandidates(const CMatrix<unsigned char>& max
   const unsigned char* const begin = maxima.ppData[0];
   const unsigned char* const end = begin + static_cast<std::ptrdiff_t>(maxima.nRows) * maxima.nCols;
   std::vector<CornerCandidate> candidates;
-  candidates.reserve(static_cast<std::size_t>(std::count(begin, end, kMaximumMark)));
+  candidates.reserve(static_cast<std::size_t>(std::count(begin, end, Platform::kMarked)));
   for (int y = 0; y < maxima.nRows; ++y) {
-    const unsigned char* const row = maxima.ppData[y];
-    const auto nextMark = [&](int x) {
-      const void* const mark =
-          std::memchr(row + x, kMaximumMark, static_cast<std::size_t>(maxima.nCols - x));
-      return mark == nullptr ? maxima.nCols
-                             : static_cast<int>(static_cast<const unsigned char*>(mark) - row);
-    };
-    for (int x = nextMark(0); x < maxima.nCols; x = nextMark(x + 1)) {
-      candidates.push_back({x, y, responses.ppData[y][x] * unscale});
-    }
+    const float* const responsesOfRow = responses.ppData[y];
+    Platform::forEachMarked(maxima.ppData[y], maxima.nCols, [&](int x) {
+      candidates.push_back({x, y, responsesOfRow[x] * unscale});
+    });
   }
   return candidates;
 }

@@ -24,8 +24,9 @@ namespace ORV::Common::Algorithms::Montage::Registration {
 /// @param[out] responses  room for `count` values, in the scale of `ippiMinEigenVal_32f_C1R`.
 /// @param[in,out] count  in: the capacity, at least 1; out: the number of corners, 0 for an image
 ///   without gradient.
-/// @return 0, or -1 if an argument is null, a side is below 1, the image has more than 2^31 - 1
-///   pixels or memory cannot be had; the outputs are then untouched. Throws nothing of its own.
+/// @return 0, or -1 if an argument is null, a side is below 1, the image is too large for work
+///   buffers counted by an `int` (from about 1.6e9 pixels) or memory cannot be had; the outputs are
+///   then untouched. Throws nothing of its own.
 /// @note Re-entrant; the response is computed in parallel bands with the same result for any number
 ///   of threads. Time O(pixels + candidates log candidates), about 8 bytes of memory per pixel.
 [[nodiscard]] int findCorners(const float* image,

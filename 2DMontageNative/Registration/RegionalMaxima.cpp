@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/ImagingPrimitives.h"
+#include "Platform/MarkedPixels.h"
 #include "Registration/Containers.h"
 #include "Registration/CornerDetector.h"
 
-#include <climits>
 #include <memory>
 #include <new>
 
@@ -45,7 +45,7 @@ int markDomes(const unsigned char* image, Platform::IppiSize size, unsigned char
   if (Platform::ippiCopy_8u_C1R(image, step, domes.get(), step, size) != Platform::ippStsNoErr ||
       Platform::ippiSub_8u_C1IRSfs(reconstruction, step, domes.get(), step, size, 0) !=
           Platform::ippStsNoErr ||
-      Platform::ippiThreshold_GTVal_8u_C1IR(domes.get(), step, size, 0, UCHAR_MAX) !=
+      Platform::ippiThreshold_GTVal_8u_C1IR(domes.get(), step, size, 0, Platform::kMarked) !=
           Platform::ippStsNoErr) {
     return kFailure;
   }

@@ -17,7 +17,7 @@ class SpacingGrid {
   SpacingGrid(int rows, int cols, float minDistance);
 
   /// Takes the pixel unless one taken before is closer than the minimum distance.
-  bool take(int x, int y);
+  [[nodiscard]] bool take(int x, int y);
 
  private:
   struct Taken {
@@ -26,7 +26,7 @@ class SpacingGrid {
     int next;  // in the same cell, or kNone
   };
 
-  bool isTooClose(int x, int y) const;
+  [[nodiscard]] bool isTooClose(int x, int y) const;
 
   float minDistance_;
   int cellSide_ = 1;

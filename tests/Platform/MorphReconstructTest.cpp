@@ -82,8 +82,7 @@ TEST(MorphReconstruct, FollowsACorridorThroughAllItsTurns) {
   }
 }
 
-// Every cell of a comb opens upwards to the left, where no scan comes by twice: more fronts wait
-// than the queue has room for.
+// On noise with many seeds more than an eighth of the pixels would wait in the queue at a time.
 TEST(MorphReconstruct, SurvivesMoreFrontsThanTheQueueHolds) {
   cv::RNG random(11);
   for (int round = 0; round < 20; ++round) {

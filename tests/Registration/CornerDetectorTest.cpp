@@ -199,11 +199,14 @@ TEST(CornerDetector, FindsTheCornersOfASquare) {
 }
 
 TEST(CornerDetector, ReportsEqualResponsesInScanOrder) {
-  const cv::Mat image = dots({{40, 20}, {20, 40}, {20, 20}, {40, 40}});
-  const std::vector<Corner> corners = detect(image, {});
-  EXPECT_THAT(
-      pointsOf(corners),
-      ElementsAre(cv::Point(20, 20), cv::Point(40, 20), cv::Point(20, 40), cv::Point(40, 40)));
+  std::vector<cv::Point> places;
+  for (int y = 10; y < 70; y += 10) {
+    for (int x = 10; x < 70; x += 10) {
+      places.emplace_back(x, y);
+    }
+  }
+  const std::vector<Corner> corners = detect(dots(places, 80), {});
+  EXPECT_EQ(pointsOf(corners), places);
   EXPECT_EQ(corners.front().response, corners.back().response);
 }
 
