@@ -3,9 +3,9 @@
 /// `CVector<T>` and `CMatrix<T>`: owning, zero-filled buffers for whole-buffer routines that also
 /// want access by row pointer.
 ///
-/// This header is included inside each namespace that uses the templates, so it has no include
-/// guard and includes nothing; the includer provides <climits>, <cstddef>, <cstring>, <memory> and
-/// <new>. Elements are plain arithmetic types.
+/// This header is included inside each namespace that uses the templates. It therefore has no
+/// include guard and includes nothing, because that would end up in the namespace too; the includer
+/// provides <new>. Elements are plain arithmetic types.
 
 /// One-dimensional owning array of nCount > 0 elements; all bytes 0 after construction.
 template <class T>
@@ -15,9 +15,7 @@ class CVector {
   T* pData;
 
   /// Throws `std::bad_alloc` if the memory cannot be had.
-  explicit CVector(int count) : nCount(count), pData(new T[static_cast<std::size_t>(count)]) {
-    std::memset(pData, 0, static_cast<std::size_t>(count) * sizeof(T));
-  }
+  explicit CVector(int count) : nCount(count), pData(new T[count]()) {}
   virtual ~CVector() { delete[] pData; }
   CVector(const CVector&) = delete;
   CVector& operator=(const CVector&) = delete;
@@ -33,10 +31,7 @@ class CMatrix {
   T** ppData;
 
   /// Throws `std::bad_alloc` if the memory cannot be had or nRows * nCols exceeds an `int`.
-  CMatrix(int rows, int cols) : nRows(rows), nCols(cols), ppData(nullptr) {
-    Allocate();
-    std::memset(ppData[0], 0, ElementCount() * sizeof(T));
-  }
+  CMatrix(int rows, int cols) : nRows(rows), nCols(cols), ppData(nullptr) { Allocate(); }
   virtual ~CMatrix() {
     delete[] ppData[0];
     delete[] ppData;
@@ -45,19 +40,22 @@ class CMatrix {
   CMatrix& operator=(const CMatrix&) = delete;
 
  private:
-  [[nodiscard]] std::size_t ElementCount() const {
-    return static_cast<std::size_t>(nRows) * static_cast<std::size_t>(nCols);
-  }
-
   void Allocate() {
-    if (ElementCount() > static_cast<std::size_t>(INT_MAX)) {
+    constexpr long long kLargestInt = 0x7fffffff;
+    const long long product = static_cast<long long>(nRows) * nCols;
+    if (product < 0 || product > kLargestInt) {
       throw std::bad_alloc();
     }
-    std::unique_ptr<T*[]> rowTable(new T*[static_cast<std::size_t>(nRows)]);
-    T* const block = new T[ElementCount()];
-    for (int row = 0; row < nRows; ++row) {
-      rowTable[static_cast<std::size_t>(row)] = block + static_cast<std::ptrdiff_t>(row) * nCols;
+    T** const rowTable = new T*[nRows];
+    try {
+      T* const block = new T[product]();
+      for (int row = 0; row < nRows; ++row) {
+        rowTable[row] = block + static_cast<long long>(row) * nCols;
+      }
+    } catch (...) {
+      delete[] rowTable;
+      throw;
     }
-    ppData = rowTable.release();
+    ppData = rowTable;
   }
 };

@@ -4,10 +4,6 @@
 #ifndef ORV_MONTAGE_REGISTRATION_CONTAINERS_H
 #define ORV_MONTAGE_REGISTRATION_CONTAINERS_H
 
-#include <climits>
-#include <cstddef>
-#include <cstring>
-#include <memory>
 #include <new>
 
 namespace ORV::Common::Algorithms::Montage::Registration {
