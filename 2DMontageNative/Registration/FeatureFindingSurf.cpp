@@ -7,6 +7,8 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <utility>
+
 namespace ORV::Common::Algorithms::Montage::Registration {
 namespace {
 
@@ -18,8 +20,8 @@ SurfFeaturesFinder makeFinder(const std::vector<float>& surfParameters) {
   return SurfFeaturesFinder(parameter(0), parameter(1), parameter(2), parameter(3), parameter(4));
 }
 
-/// 255 inside the image content, 0 on zero-valued background and in a seam of about a tenth of the
-/// image's height along it. The image's own edge is no background.
+/// 255 inside the image content, 0 on zero-valued background and in a margin of about a twentieth
+/// of the image's height along it. The image's own edge is no background.
 cv::Mat contentMask(const cv::Mat& grey) {
   constexpr int kHeightPerElement = 20;
   constexpr int kErosions = 2;
@@ -58,11 +60,11 @@ int FeatureFinding::operator()(std::vector<cv::Mat>& images,
                                float scale,
                                bool useMask,
                                std::vector<cv::detail::ImageFeatures>& features) {
-  return Process(images, surfParameters, scale, useMask, features);
+  return Process(images, std::move(surfParameters), scale, useMask, features);
 }
 
 int FeatureFinding::Process(std::vector<cv::Mat>& images,
-                            std::vector<float> surfParameters,
+                            std::vector<float> surfParameters,  // NOLINT: by interface
                             float scale,
                             bool useMask,
                             std::vector<cv::detail::ImageFeatures>& features) {

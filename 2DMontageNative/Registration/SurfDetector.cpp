@@ -56,7 +56,9 @@ bool isMaximum(const Neighbourhood& rows, int col) {
 /// One Newton step to the maximum of the parabola through the 27 samples: offsets in x, y and
 /// layer, in samples. None when there is no step or it leaves the neighbourhood.
 std::optional<cv::Vec3f> interpolate(const Neighbourhood& rows, int col) {
-  const auto at = [&](int layer, int y, int x) { return rows[layer + 1][y + 1][col + x]; };
+  const auto at = [&](int layer, int y, int x) {
+    return rows[static_cast<std::size_t>(layer + 1)][static_cast<std::size_t>(y + 1)][col + x];
+  };
   const cv::Vec3f descent(-(at(0, 0, 1) - at(0, 0, -1)) / 2,
                           -(at(0, 1, 0) - at(0, -1, 0)) / 2,
                           -(at(1, 0, 0) - at(-1, 0, 0)) / 2);
@@ -190,13 +192,13 @@ class Octave {
     const float y = static_cast<float>(top) + halfSide + offset[1] * step;
     const int size = cvRound(static_cast<float>(layer.size) + offset[2] * sizeStep);
     constexpr float kNoAngle = -1.0F;
-    return cv::KeyPoint(x,
-                        y,
-                        static_cast<float>(size),
-                        kNoAngle,
-                        response,
-                        octave_,
-                        layer.filter.laplacianSign(image_.at(top, left)));
+    return {x,
+            y,
+            static_cast<float>(size),
+            kNoAngle,
+            response,
+            octave_,
+            layer.filter.laplacianSign(image_.at(top, left))};
   }
 
   const IntegralImage& image_;

@@ -53,7 +53,7 @@ void SurfPatchCutter::averageColumns(float factor) {
   std::array<float, kSurfPatchSide> sums{};
   for (std::size_t k = 0; k < weights_.size(); ++k) {
     const AreaWeight& entry = weights_[k];
-    const float* const row = rowAverages_.data() + entry.source * kSurfPatchSide;
+    const float* const row = rowAverages_.data() + std::ptrdiff_t{entry.source} * kSurfPatchSide;
     for (std::size_t x = 0; x < kSurfPatchSide; ++x) {
       sums[x] += row[x] * entry.weight;
     }

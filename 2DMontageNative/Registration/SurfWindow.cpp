@@ -144,7 +144,7 @@ void averageRows(const SurfWindow& window,
     auto sum = hn::Zero(floats);
     for (std::size_t k = 0; k < weights.size(); ++k) {
       const AreaWeight& entry = weights[k];
-      const auto grey = hn::LoadU(floats, samples + entry.source * lanes);
+      const auto grey = hn::LoadU(floats, samples + std::ptrdiff_t{entry.source} * lanes);
       sum = hn::Add(sum, hn::Mul(grey, hn::Set(floats, entry.weight)));
       if (k + 1 == weights.size() || weights[k + 1].target != entry.target) {
         hn::Store(sum, floats, lane.data());
