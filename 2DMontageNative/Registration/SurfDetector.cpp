@@ -57,7 +57,7 @@ bool isMaximum(const Neighbourhood& rows, int col) {
 /// layer, in samples. None when there is no step or it leaves the neighbourhood.
 std::optional<cv::Vec3f> interpolate(const Neighbourhood& rows, int col) {
   const auto at = [&](int layer, int y, int x) {
-    return rows[static_cast<std::size_t>(layer + 1)][static_cast<std::size_t>(y + 1)][col + x];
+    return rows[static_cast<std::size_t>(layer) + 1][static_cast<std::size_t>(y) + 1][col + x];
   };
   const cv::Vec3f descent(-(at(0, 0, 1) - at(0, 0, -1)) / 2,
                           -(at(0, 1, 0) - at(0, -1, 0)) / 2,

@@ -32,9 +32,11 @@ std::vector<cv::DMatch> inliersOf(const cv::detail::MatchesInfo& pair) {
   return inliers;
 }
 
-/// Writes a drawing; a file that cannot be written is skipped in silence.
-void write(const std::string& fileName, const cv::Mat& drawing) {
-  static_cast<void>(cv::imwrite(fileName, drawing));
+/// Writes a drawing to the file of that kind and name; one that cannot be written is skipped in
+/// silence.
+void write(std::string path, const char* kind, const std::string& name, const cv::Mat& drawing) {
+  path.append(kind).append(name).append(".jpg");
+  static_cast<void>(cv::imwrite(path, drawing));
 }
 
 }  // namespace
@@ -55,7 +57,8 @@ int SlabMontage::plotMatches(std::vector<cv::detail::MatchesInfo> pairwiseMatche
     const cv::Mat sourceImage = atWorkScale(images[source], scaler.workScale);
     const cv::Mat destinationImage = atWorkScale(images[destination], scaler.workScale);
     const std::string sourceName = std::to_string(pair.src_img_idx);
-    const std::string pairName = sourceName + "_" + std::to_string(pair.dst_img_idx);
+    std::string pairName = sourceName;
+    pairName.append("_").append(std::to_string(pair.dst_img_idx));
 
     const auto drawing = [&](const std::vector<cv::DMatch>& matches) {
       cv::Mat drawn;
@@ -69,11 +72,11 @@ int SlabMontage::plotMatches(std::vector<cv::detail::MatchesInfo> pairwiseMatche
                       kRandomColour);
       return drawn;
     };
-    write(path + "cornerMatches_inliers_" + pairName + ".jpg", drawing(inliersOf(pair)));
+    write(path, "cornerMatches_inliers_", pairName, drawing(inliersOf(pair)));
     cv::Mat keypoints;
     cv::drawKeypoints(sourceImage, features[source].keypoints, keypoints, kRed);
-    write(path + "keypoints_" + sourceName + ".jpg", keypoints);
-    write(path + "cornerMatches_" + pairName + ".jpg", drawing(pair.matches));
+    write(path, "keypoints_", sourceName, keypoints);
+    write(path, "cornerMatches_", pairName, drawing(pair.matches));
   }
   return 0;
 }
