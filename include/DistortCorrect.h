@@ -110,8 +110,7 @@ class MONTAGE_API SterProject {
   /// @param[in] channels  accepted, not used.
   /// @param[in] sourceWidth,sourceHeight  source size, pixels.
   /// @param[out] mapCols,mapRows  outputSize row pointers into one block each; element [r][c] is
-  /// the
-  ///   source column (row) of output row r, column c.
+  ///   the source column (row) of output row r, column c.
   /// @return 0.
   int operator()(double halfFieldAngle,
                  double cubicCoeff,
@@ -128,10 +127,11 @@ class MONTAGE_API SterProject {
                  float** mapRows);
 
   /// Correction framed by the field of view: the plane rectangle is the bounding box of the outline
-  /// of a cone around the lens axis.
+  /// of a cone around the lens axis, traced in steps of one degree.
   ///
   /// @param[in] marginPercent  enlargement of the cone, percent.
-  /// @param[in] coneAngleDeg  full polar opening of the cone, degrees.
+  /// @param[in] coneAngleDeg  polar angle of the cone from the lens axis (90: a half-sphere),
+  ///   degrees.
   /// @param[in] pixelsPerUnit  output pixels per unit of plane coordinate.
   /// @return 0; 1 if the outline leaves the unit square (nothing written, image untouched) or the
   ///   content does not lie wholly and contiguously inside (as for the angular range).
@@ -196,9 +196,8 @@ class MONTAGE_API SterProject {
   ///
   /// @param[in,out] source  sourceHeight rows of sourceWidth * channels bytes; smoothed afterwards.
   /// @param[in] mapCols,mapRows  as filled by the map export.
-  /// @param[out] output  outputSize * outputSize * channels bytes; pixels whose position lies
-  /// outside
-  ///   the source by more than half a pixel keep their value.
+  /// @param[out] output  outputSize * outputSize * channels bytes; pixels whose position
+  ///   lies outside the centres of the source's border pixels keep their value.
   /// @return 0.
   int Interpolate(unsigned char* source,
                   float** mapCols,

@@ -171,6 +171,107 @@ constexpr int ippiNormInf = 0;  ///< Infinity norm: the 8-connected neighbourhoo
                                                      unsigned char* buffer,
                                                      int norm);
 
+// Separable filters -------------------------------------------------------------------------------
+
+/// Weighted sum along each row, for every channel of its own.
+///
+/// destination(x) = sum over j of taps[j] * source(x + j - anchor): taps in order, products and
+/// sums in single precision; rounded to nearest, halves to even, and saturated to 0..255; NaN
+/// becomes 0.
+/// @param[in] source  first pixel of the region; `anchor` pixels to the left and
+///   tapCount - 1 - anchor to the right of every row are read too.
+/// @param[in] anchor  0 to tapCount - 1.
+[[nodiscard]] int ippiFilterRow32f_8u_C1R(const unsigned char* source,
+                                          int sourceStep,
+                                          unsigned char* destination,
+                                          int destinationStep,
+                                          IppiSize size,
+                                          const float* taps,
+                                          int tapCount,
+                                          int anchor);
+
+/// `ippiFilterRow32f_8u_C1R` for three interleaved channels.
+[[nodiscard]] int ippiFilterRow32f_8u_C3R(const unsigned char* source,
+                                          int sourceStep,
+                                          unsigned char* destination,
+                                          int destinationStep,
+                                          IppiSize size,
+                                          const float* taps,
+                                          int tapCount,
+                                          int anchor);
+
+/// Weighted sum along each column: destination(y) = sum over j of taps[j] * source(y + j - anchor),
+/// computed like `ippiFilterRow32f_8u_C1R`.
+///
+/// @param[in] source  first pixel of the region; `anchor` rows above and tapCount - 1 - anchor rows
+///   below it are read too.
+[[nodiscard]] int ippiFilterColumn32f_8u_C1R(const unsigned char* source,
+                                             int sourceStep,
+                                             unsigned char* destination,
+                                             int destinationStep,
+                                             IppiSize size,
+                                             const float* taps,
+                                             int tapCount,
+                                             int anchor);
+
+/// `ippiFilterColumn32f_8u_C1R` for three interleaved channels.
+[[nodiscard]] int ippiFilterColumn32f_8u_C3R(const unsigned char* source,
+                                             int sourceStep,
+                                             unsigned char* destination,
+                                             int destinationStep,
+                                             IppiSize size,
+                                             const float* taps,
+                                             int tapCount,
+                                             int anchor);
+
+// Remapping ---------------------------------------------------------------------------------------
+
+constexpr int ippiInterCubic = 4;  ///< Cubic interpolation.
+
+/// Samples the source at the positions of a pair of maps.
+///
+/// Cubic convolution with a = -0.75 over 4 x 4 pixels (R. Keys, "Cubic convolution interpolation
+/// for digital image processing", IEEE Trans. Acoustics, Speech, and Signal Processing 29(6),
+/// 1981), at the exact position, in double precision; rounded to nearest, halves to even, and
+/// saturated.
+///
+/// A position is inside when it lies in the closed rectangle from the centre of the region's first
+/// pixel to the centre of its last, [x, x + width - 1] x [y, y + height - 1]; 4 x 4 neighbours that
+/// the region lacks repeat its edge pixels. Any other position, the half-pixel rim around that
+/// rectangle and NaN included, leaves the destination pixel as it is.
+/// @param[in] source  first pixel of the whole image.
+/// @param[in] sourceRegion  part of the image to sample, cut down to the image.
+/// @param[in] mapCols,mapRows  source column and row of every destination pixel, in whole-image
+///   coordinates; steps in bytes.
+/// @param[in] interpolation  `ippiInterCubic`.
+/// @note Rows run in parallel.
+[[nodiscard]] int ippiRemap_8u_C1R(const unsigned char* source,
+                                   IppiSize sourceSize,
+                                   int sourceStep,
+                                   IppiRect sourceRegion,
+                                   const float* mapCols,
+                                   int mapColsStep,
+                                   const float* mapRows,
+                                   int mapRowsStep,
+                                   unsigned char* destination,
+                                   int destinationStep,
+                                   IppiSize destinationSize,
+                                   int interpolation);
+
+/// `ippiRemap_8u_C1R` for three interleaved channels.
+[[nodiscard]] int ippiRemap_8u_C3R(const unsigned char* source,
+                                   IppiSize sourceSize,
+                                   int sourceStep,
+                                   IppiRect sourceRegion,
+                                   const float* mapCols,
+                                   int mapColsStep,
+                                   const float* mapRows,
+                                   int mapRowsStep,
+                                   unsigned char* destination,
+                                   int destinationStep,
+                                   IppiSize destinationSize,
+                                   int interpolation);
+
 }  // namespace ORV::Common::Platform
 
 #endif  // ORV_MONTAGE_PLATFORM_IMAGING_PRIMITIVES_H

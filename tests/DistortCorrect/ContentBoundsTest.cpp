@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#include "DistortCorrect/ContentBounds.h"
+#include "DistortCorrect/Images.h"
+#include "DistortCorrect/PlainCorrection.h"
+
+#include <gtest/gtest.h>
+
+namespace ORV::Common::Algorithms::DistortCorrect {
+namespace {
+
+using Values = std::vector<int>;
+
+/// One axis of the lenient scan: the other is always content from 1 to the end.
+Values lenient(const Values& columns) {
+  Values rows(columns.size(), 1);
+  rows[0] = 0;
+  const LenientBounds scan = scanLenient({columns, rows}, AtBreak::kStop);
+  return {scan.bounds.left, scan.bounds.right, scan.unbroken ? 1 : 0};
+}
+
+TEST(ContentBounds, LenientScanNeverTakesIndexZero) {
+  EXPECT_EQ(lenient({0, 0, 5, 6, 0, 0}), (Values{2, 4, 1}));
+  EXPECT_EQ(lenient({3, 4, 0, 0, 0, 0}), (Values{1, 2, 1}));  // content at 0 starts at 1
+  EXPECT_EQ(lenient({3, 0, 0, 0, 0, 0}), (Values{0, 5, 1}));  // content at 0 only
+  EXPECT_EQ(lenient({0, 0, 0, 0, 0, 0}), (Values{0, 5, 1}));
+  EXPECT_EQ(lenient({0, 0, 1, 1, 1, 1}), (Values{2, 5, 1}));  // up to the last index
+  EXPECT_EQ(lenient({0, 0, 0, 0, 0, 1}), (Values{5, 5, 1}));  // an empty crop
+  EXPECT_EQ(lenient({0, 0, 1, 1, 1, 0}), (Values{2, 5, 1}));
+  EXPECT_EQ(lenient({0, 1, 0, 1, 0, 0}), (Values{1, 2, 0}));
+  EXPECT_EQ(lenient({9}), (Values{0, 0, 1}));
+}
+
+TEST(ContentBounds, LenientScanStopsWithWhatTheBreakingIndexSet) {
+  const ContentProfile profile{{0, 1, 0, 1, 0}, {0, 0, 1, 0, 0}};
+  const ContentBounds stopped = scanLenient(profile, AtBreak::kStop).bounds;
+  EXPECT_EQ(stopped.bottom, 3);  // found at index 3, where the columns break
+  const ContentProfile later{{0, 1, 0, 1, 0, 0}, {0, 0, 1, 1, 0, 0}};
+  EXPECT_EQ(scanLenient(later, AtBreak::kStop).bounds.bottom, 5);  // not reached
+  EXPECT_EQ(scanLenient(later, AtBreak::kIgnore).bounds.bottom, 4);
+  EXPECT_EQ(scanLenient(later, AtBreak::kIgnore).bounds.right, 2);
+}
+
+TEST(ContentBounds, StrictScanWantsContentWhollyInside) {
+  const Values good{0, 0, 5, 6, 0, 0};
+  const auto accepts = [&](const Values& values) {
+    const bool asColumns = scanStrict({values, good}).has_value();
+    EXPECT_EQ(asColumns, scanStrict({good, values}).has_value());
+    return asColumns;
+  };
+  EXPECT_TRUE(accepts(good));
+  EXPECT_TRUE(accepts({0, 1, 0, 0}));
+  EXPECT_FALSE(accepts({1, 1, 0, 0, 0}));  // touches the first
+  EXPECT_FALSE(accepts({0, 1, 1, 1, 1}));  // touches the last
+  EXPECT_FALSE(accepts({0, 1, 1, 1, 0}));  // first empty index is the last one
+  EXPECT_FALSE(accepts({0, 0, 0, 0, 0}));
+  EXPECT_FALSE(accepts({0, 1, 0, 1, 0, 0}));
+  EXPECT_FALSE(accepts({0, 1, 0, 0, 1}));
+  EXPECT_FALSE(accepts({5}));
+  const ContentBounds bounds = *scanStrict({good, {0, 1, 0, 0}});
+  EXPECT_EQ(bounds.rect(), cv::Rect(2, 1, 2, 1));
+}
+
+TEST(ContentProfile, AveragesAreThoseOfReduce) {
+  cv::RNG random(3);
+  for (int round = 0; round < 30; ++round) {
+    SCOPED_TRACE(round);
+    const int type = round % 2 == 0 ? CV_8UC1 : CV_8UC3;
+    cv::Mat picture(random.uniform(1, 600), random.uniform(1, 900), type);
+    // Mostly dark pictures have averages around the halves where rounding decides.
+    random.fill(picture, cv::RNG::UNIFORM, 0, round % 3 == 0 ? 256 : 2 + round % 3);
+    const ContentProfile profile = profileOf(picture);
+    EXPECT_EQ(profile.columns, plain::averages(picture, 0));
+    EXPECT_EQ(profile.rows, plain::averages(picture, 1));
+  }
+}
+
+TEST(ContentProfile, HalfAGreyLevelRoundsToBlack) {
+  cv::Mat picture = cv::Mat::zeros(40, 9200, CV_8UC1);
+  picture.row(3).colRange(0, 18) = 255;  // 18 * 255 < 9200 / 2
+  picture.row(5).colRange(0, 19) = 255;
+  EXPECT_EQ(profileOf(picture).rows[3], 0);
+  EXPECT_EQ(profileOf(picture).rows[5], 1);
+}
+
+}  // namespace
+}  // namespace ORV::Common::Algorithms::DistortCorrect
