@@ -56,7 +56,7 @@ class MONTAGE_API SterProject {
   SterProject();
   SterProject(const SterProject&) = default;
   SterProject& operator=(const SterProject& other);
-  ~SterProject();
+  ~SterProject();  // NOLINT(performance-trivially-destructible): exported by interface
 
   /// Square correction: 9200 x 9200 samples of the plane from -1 to +1 on both axes, bicubic,
   /// cropped to the non-black content. A grey image is smoothed (3 x 3, sigma 1) before sampling.

@@ -13,8 +13,7 @@
 // clang-format on
 
 HWY_BEFORE_NAMESPACE();
-namespace ORV::Common::Algorithms::DistortCorrect {
-namespace HWY_NAMESPACE {
+namespace ORV::Common::Algorithms::DistortCorrect::HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -81,8 +80,7 @@ int projectVectors(const AngleAxis& columns,
 }
 
 }  // namespace
-}  // namespace HWY_NAMESPACE
-}  // namespace ORV::Common::Algorithms::DistortCorrect
+}  // namespace ORV::Common::Algorithms::DistortCorrect::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
@@ -96,7 +94,7 @@ AngleAxis::AngleAxis(int size, double pixelsPerRadian) {
   angles.reserve(static_cast<std::size_t>(size));
   tangents.reserve(static_cast<std::size_t>(size));
   for (int i = 0; i < size; ++i) {
-    const float angle = static_cast<float>((i - middle) / pixelsPerRadian);
+    const auto angle = static_cast<float>((i - middle) / pixelsPerRadian);
     angles.push_back(angle);
     tangents.push_back(std::tan(angle));
   }
@@ -118,13 +116,13 @@ cv::Point2f AngularView::planeFromPixel(int row, int col) const {
   const double tanB = rows_.tangents[static_cast<std::size_t>(row)];
   const float squaredAngle = a * a + b * b;
   const double radial = static_cast<double>(squaredAngle) * radialCoeff_ + 1.0;
-  const float u = static_cast<float>(tanA * radial);
-  const float v = static_cast<float>(tanB * radial);
+  const auto u = static_cast<float>(tanA * radial);
+  const auto v = static_cast<float>(tanB * radial);
 
   const float q = u * u + v * v;
   const float t = q + 1.0F;
-  const float sphereX = static_cast<float>(2.0 * static_cast<double>(u) / static_cast<double>(t));
-  const float sphereY = static_cast<float>(2.0 * static_cast<double>(v) / static_cast<double>(t));
+  const auto sphereX = static_cast<float>(2.0 * static_cast<double>(u) / static_cast<double>(t));
+  const auto sphereY = static_cast<float>(2.0 * static_cast<double>(v) / static_cast<double>(t));
   const float sphereZ = (1.0F - q) / t;
 
   const Matrix3f& m = rotation_;

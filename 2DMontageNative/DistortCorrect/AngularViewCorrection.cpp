@@ -141,7 +141,7 @@ struct Placement {
 
  private:
   void place(cv::Mat& map, double from, double to) const {
-    float* const values = map.ptr<float>();
+    auto* const values = map.ptr<float>();
     const std::size_t count = map.total();
     for (std::size_t i = 0; i < count; ++i) {
       values[i] = static_cast<float>((static_cast<double>(values[i]) - from) * scale + to);
@@ -174,12 +174,14 @@ int SterProject::operator()(std::vector<double> extraParams,
                  image);
 }
 
+// NOLINTBEGIN(performance-unnecessary-value-param): lists by value by interface
 int SterProject::Process(std::vector<double> /*extraParams*/,
                          std::vector<double> viewAnglesDeg,
                          std::vector<double> fieldOfViewDeg,
                          double angleScale,
                          double radialCoeff,
                          cv::Mat& image) {
+  // NOLINTEND(performance-unnecessary-value-param)
   if (image.rows == 0 || image.cols == 0) {
     throw "Invalid matrix dimensions";  // a plain string by the interface
   }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cassert>
+#include <cstddef>
 #include <cstdint>
 
 namespace ORV::Common::Algorithms::DistortCorrect {
@@ -69,7 +70,8 @@ void BrightnessSums::add(int band, const cv::Mat& tile, cv::Point origin) {
   assert(tile.rows <= kMaxTileRows);
   const int channels = tile.channels();
   const int rowBytes = tile.cols * channels;
-  int* const bandSums = columnSums_.ptr<int>(band) + origin.x * channels;
+  int* const bandSums =
+      columnSums_.ptr<int>(band) + static_cast<std::ptrdiff_t>(origin.x) * channels;
   for (int first = 0; first < rowBytes; first += kPieceBytes) {
     const int count = std::min(kPieceBytes, rowBytes - first);
     std::array<std::uint16_t, kPieceBytes> pieceSums{};

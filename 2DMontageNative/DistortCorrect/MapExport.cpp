@@ -14,7 +14,7 @@ namespace {
 
 /// Header over packed pixels of the caller.
 cv::Mat packedImage(unsigned char* pixels, int rows, int cols, int channels) {
-  return cv::Mat(rows, cols, channels == 1 ? CV_8UC1 : CV_8UC3, pixels);
+  return {rows, cols, channels == 1 ? CV_8UC1 : CV_8UC3, pixels};
 }
 
 }  // namespace

@@ -12,8 +12,7 @@
 // clang-format on
 
 HWY_BEFORE_NAMESPACE();
-namespace ORV::Common::Algorithms::DistortCorrect {
-namespace HWY_NAMESPACE {
+namespace ORV::Common::Algorithms::DistortCorrect::HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -34,7 +33,7 @@ struct VectorLens {
   Doubles squareCoeff;
   Doubles constant;
 
-  HWY_ATTR Floats factor(Floats squaredRadius) const {
+  [[nodiscard]] HWY_ATTR Floats factor(Floats squaredRadius) const {
     const FloatTag tag;
     const hn::Half<FloatTag> halfTag;
     const auto lower = half(hn::LowerHalf(halfTag, squaredRadius));
@@ -122,8 +121,7 @@ int mapVectors(const PlaneProjection& projection,
 #endif  // HWY_TARGET
 
 }  // namespace
-}  // namespace HWY_NAMESPACE
-}  // namespace ORV::Common::Algorithms::DistortCorrect
+}  // namespace ORV::Common::Algorithms::DistortCorrect::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE

@@ -33,10 +33,10 @@ class TileMaps {
   /// Source positions of the pixels of `tile`.
   void fill(const PlaneProjection& projection, const PlaneGrid& grid, const cv::Rect& tile) {
     const float* const xs = grid.xs.data() + tile.x;
+    const float* const ys = grid.ys.data() + tile.y;
     for (int row = 0; row < tile.height; ++row) {
-      const float y = grid.ys[static_cast<std::size_t>(tile.y + row)];
       projection.sourceFromPlaneRow(
-          xs, tile.width, y, cols_.ptr<float>(row), rows_.ptr<float>(row));
+          xs, tile.width, ys[row], cols_.ptr<float>(row), rows_.ptr<float>(row));
     }
   }
 
@@ -62,7 +62,7 @@ void requireRemappable(const cv::Mat& image) {
 
 cv::Mat newPicture(int rows, int cols, int type) {
   CV_Assert(rows > 0 && cols > 0);
-  return cv::Mat(rows, cols, type);
+  return {rows, cols, type};
 }
 
 ContentProfile renderPlane(const PlaneProjection& projection,
@@ -91,7 +91,7 @@ ContentProfile renderPlane(const PlaneProjection& projection,
 
 cv::Mat cropped(const cv::Mat& picture, const cv::Rect& rect) {
   if (rect.empty()) {
-    return cv::Mat(0, 0, picture.type());
+    return {0, 0, picture.type()};
   }
   cv::Mat crop(rect.size(), picture.type());
   const int height = bandHeight(rect.height);

@@ -30,7 +30,7 @@ class GaussianKernel {
   GaussianKernel(float sigma, int kernelSize)
       : half(kernelSize / 2), taps(static_cast<std::size_t>(2 * half + 1)) {
     float sum = 0.0F;
-    float distance = static_cast<float>(-half);
+    auto distance = static_cast<float>(-half);
     for (float& tap : taps) {
       tap = std::exp(-(distance * distance) / (2.0F * sigma * sigma));
       sum += tap;

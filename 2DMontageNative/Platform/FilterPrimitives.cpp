@@ -14,8 +14,7 @@
 // clang-format on
 
 HWY_BEFORE_NAMESPACE();
-namespace ORV::Common::Platform {
-namespace HWY_NAMESPACE {
+namespace ORV::Common::Platform::HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -50,8 +49,7 @@ int filterVectors(const std::uint8_t* HWY_RESTRICT first,
 }
 
 }  // namespace
-}  // namespace HWY_NAMESPACE
-}  // namespace ORV::Common::Platform
+}  // namespace ORV::Common::Platform::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE

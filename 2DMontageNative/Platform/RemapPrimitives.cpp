@@ -75,7 +75,7 @@ class Region {
   }
 
  private:
-  static constexpr std::size_t kPatchBytes = kSupport * channels;
+  static constexpr std::size_t kPatchBytes = std::size_t{kSupport} * channels;
   using Patch = std::array<unsigned char, kPatchBytes>;
 
   [[nodiscard]] int clampRow(int row) const { return std::clamp(row, top_, bottom_); }

@@ -62,14 +62,14 @@ inline cv::Matx33f rotation(double yaw, double pitch, double roll) {
   return times(times(rz, rx), ry);
 }
 
-/// Source positions of the stereographic plane points (xs, ys).
-inline Maps maps(const View& view,
-                 const std::vector<float>& xs,
-                 const std::vector<float>& ys,
-                 cv::Size source) {
+/// Fills maps of the grid's size with the source positions of the stereographic points (xs, ys).
+inline void fillMaps(const View& view,
+                     const std::vector<float>& xs,
+                     const std::vector<float>& ys,
+                     cv::Size source,
+                     Maps& result) {
   const int width = static_cast<int>(xs.size());
   const int height = static_cast<int>(ys.size());
-  const Maps result{cv::Mat(height, width, CV_32F), cv::Mat(height, width, CV_32F)};
   const bool rotated = view.yaw != 0.0 || view.pitch != 0.0 || view.roll != 0.0;
   const cv::Matx33f m = rotation(view.yaw, view.pitch, view.roll);
   const double c1 = view.cubicCoeff / std::sin(view.halfFieldAngle);
@@ -77,8 +77,8 @@ inline Maps maps(const View& view,
   const float cx = static_cast<float>(source.width * 0.5);
   const float cy = static_cast<float>(source.height * 0.5);
   parallelFor(0, height, [&](int r) {
-    float* const cols = const_cast<float*>(result.cols.ptr<float>(r));
-    float* const rows = const_cast<float*>(result.rows.ptr<float>(r));
+    float* const cols = result.cols.ptr<float>(r);
+    float* const rows = result.rows.ptr<float>(r);
     const float y = ys[static_cast<std::size_t>(r)];
     for (int c = 0; c < width; ++c) {
       const float x = xs[static_cast<std::size_t>(c)];
@@ -98,6 +98,15 @@ inline Maps maps(const View& view,
       rows[c] = (sy * f + 1.0F) * cy;
     }
   });
+}
+
+inline Maps maps(const View& view,
+                 const std::vector<float>& xs,
+                 const std::vector<float>& ys,
+                 cv::Size source) {
+  const cv::Size size(static_cast<int>(xs.size()), static_cast<int>(ys.size()));
+  Maps result{cv::Mat(size, CV_32F), cv::Mat(size, CV_32F)};
+  fillMaps(view, xs, ys, source, result);
   return result;
 }
 
