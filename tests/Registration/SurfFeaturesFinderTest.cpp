@@ -3,11 +3,13 @@
 #include "SurfTestImages.h"
 
 #include <gtest/gtest.h>
+#include <hwy/targets.h>
 #include <opencv2/imgcodecs.hpp>
 #include <tbb/global_control.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <string>
 
 namespace ORV::Common::Algorithms::Montage::Registration {
@@ -192,6 +194,24 @@ TEST(SurfFeaturesFinder, SameBytesForAnyNumberOfThreads) {
     ASSERT_EQ(one.keypoints[k].size, many.keypoints[k].size);
   }
   EXPECT_EQ(cv::norm(one.descriptors, many.descriptors, cv::NORM_INF), 0.0);
+}
+
+TEST(SurfFeaturesFinder, SameBytesOnEveryInstructionSet) {
+  const cv::Mat image = SurfTestImages::blobs(203, 251, 18);
+  const Found best = find(image);
+  ASSERT_GT(best.keypoints.size(), 100U);
+  for (const std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
+    SCOPED_TRACE(hwy::TargetName(target));
+    hwy::GetChosenTarget().Update(target);
+    const Found found = find(image);
+    hwy::GetChosenTarget().DeInit();  // back to the best one
+    ASSERT_EQ(found.keypoints.size(), best.keypoints.size());
+    for (std::size_t k = 0; k < best.keypoints.size(); ++k) {
+      ASSERT_EQ(found.keypoints[k].pt, best.keypoints[k].pt);
+      ASSERT_EQ(found.keypoints[k].response, best.keypoints[k].response);
+    }
+    EXPECT_EQ(cv::norm(found.descriptors, best.descriptors, cv::NORM_INF), 0.0);
+  }
 }
 
 TEST(SurfFeaturesFinder, DescriptionSettingsDoNotChangeTheResult) {
