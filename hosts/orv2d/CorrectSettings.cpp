@@ -57,12 +57,14 @@ void addParameters(CLI::App& command, CorrectSettings& settings) {
 
 void addFiles(CLI::App& command, CorrectSettings& settings) {
   command.add_option("IMAGE", settings.images, "8-bit wide-angle images, grey or colour")
+      ->type_name("FILE")
       ->required();
   command
       .add_option("-o,--output",
                   settings.output,
                   "Result to write (.png, .tif or .jpg), or an existing folder for one file per "
                   "image under its own name")
+      ->type_name("FILE")
       ->required();
   command
       .add_option("--format",
@@ -70,17 +72,24 @@ void addFiles(CLI::App& command, CorrectSettings& settings) {
                   "Format of the files in a folder; default: the "
                   "input's, or png")
       ->check(CLI::IsMember({"png", "tif", "jpg"}));
-  command.add_option("--lens",
-                     settings.lensFile,
-                     "JSON file with mode and parameters; options given here win over it");
-  command.add_option("--report", settings.report, "Also write a report of the run, JSON");
-  command.add_option("--maps",
-                     settings.maps,
-                     "Also write the sampling maps of one image (square, range, fov) as a NumPy "
-                     "file: float32, 2 x N x N, source columns then source rows");
-  command.add_option("--preview",
-                     settings.preview,
-                     "Also write the result of one image with a grid of the source drawn over it");
+  command
+      .add_option("--lens",
+                  settings.lensFile,
+                  "JSON file with mode and parameters; options given here win over it")
+      ->type_name("FILE");
+  command.add_option("--report", settings.report, "Also write a report of the run, JSON")
+      ->type_name("FILE");
+  command
+      .add_option("--maps",
+                  settings.maps,
+                  "Also write the sampling maps of one image (square, range, fov) as a NumPy "
+                  "file: float32, 2 x N x N, source columns then source rows")
+      ->type_name("FILE");
+  command
+      .add_option("--preview",
+                  settings.preview,
+                  "Also write the result of one image with a grid of the source drawn over it")
+      ->type_name("FILE");
 }
 
 /// The values of the options; one that the mode does not take is refused.

@@ -35,17 +35,22 @@ void addFiles(CLI::App& command, MontageSettings& settings) {
       .add_option("IMAGE",
                   settings.images,
                   "Overlapping 8-bit images of one size, grey or colour; slab after slab")
+      ->type_name("FILE")
       ->required();
   command
       .add_option("-o,--output",
                   settings.output,
                   "Montage to write (.png, .tif or .jpg). With several slabs {slab}, %d or %03d in "
                   "the name stands for the slab's number from 0; else _slabN is appended")
+      ->type_name("FILE")
       ->required();
-  command.add_option("--report", settings.report, "Also write a report of the run, JSON");
-  command.add_option("--overlay",
-                     settings.overlay,
-                     "Also write the montage of slab 0 with the images' positions and numbers");
+  command.add_option("--report", settings.report, "Also write a report of the run, JSON")
+      ->type_name("FILE");
+  command
+      .add_option("--overlay",
+                  settings.overlay,
+                  "Also write the montage of slab 0 with the images' positions and numbers")
+      ->type_name("FILE");
 }
 
 }  // namespace
@@ -53,8 +58,8 @@ void addFiles(CLI::App& command, MontageSettings& settings) {
 CLI::App* addMontageCommand(CLI::App& app, MontageSettings& settings) {
   CLI::App& command =
       *app.add_subcommand("montage", "Join overlapping images into one montage per slab");
-  command.option_defaults()->always_capture_default();
   addFiles(command, settings);
+  command.option_defaults()->always_capture_default();  // of the options that have a default
   command
       .add_option("--slabs",
                   settings.slabs,

@@ -4,12 +4,14 @@
 #include "Console.h"
 #include "CorrectCommand.h"
 #include "ExitCode.h"
+#include "HelpFormat.h"
 #include "MontageCommand.h"
 
 #include <CLI/CLI.hpp>
 #include <opencv2/core.hpp>
 #include <opencv2/core/utils/logger.hpp>
 
+#include <memory>
 #include <new>
 #include <sstream>
 
@@ -38,6 +40,7 @@ ExitCode run(int argc, char** argv) {
   const std::string version = std::string("orv2d ") + ORV2D_VERSION + ", OpenCV " + CV_VERSION;
   app.set_version_flag("--version", version);
   app.require_subcommand(1);
+  app.formatter(std::make_shared<orv2d::HelpFormat>());  // the commands inherit it
   orv2d::MontageSettings montage;
   orv2d::CorrectSettings correct;
   CLI::App* montageApp = orv2d::addMontageCommand(app, montage);
