@@ -26,7 +26,7 @@ fs::path folderOf(const fs::path& target) {
 /// Follows symbolic links, so that the file behind a link is replaced and not the link.
 fs::path resolved(const fs::path& path) {
   std::error_code error;
-  const fs::path full = fs::weakly_canonical(path, error);
+  const fs::path full = fs::weakly_canonical(fs::absolute(path, error), error);
   return error ? path : full;
 }
 

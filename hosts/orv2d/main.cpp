@@ -39,7 +39,7 @@ ExitCode run(int argc, char** argv) {
   CLI::App app("Image montage and wide-angle distortion correction", "orv2d");
   const std::string version = std::string("orv2d ") + ORV2D_VERSION + ", OpenCV " + CV_VERSION;
   app.set_version_flag("--version", version);
-  app.require_subcommand(1);
+  app.require_subcommand(0, 1);  // none: see below, with a clearer line than CLI11's
   app.formatter(std::make_shared<orv2d::HelpFormat>());  // the commands inherit it
   orv2d::MontageSettings montage;
   orv2d::CorrectSettings correct;
@@ -55,6 +55,10 @@ ExitCode run(int argc, char** argv) {
     return ExitCode::Success;
   } catch (const CLI::ParseError& error) {
     throw orv2d::HostError(ExitCode::Usage, std::string(error.what()) + "; see orv2d --help");
+  }
+  if (app.get_subcommands().empty()) {
+    throw orv2d::HostError(ExitCode::Usage,
+                           "no command; montage or correct is expected; see orv2d --help");
   }
   return montageApp->parsed() ? orv2d::montageCommand(montage) : orv2d::correctCommand(correct);
 }

@@ -1,0 +1,216 @@
+// SPDX-License-Identifier: MIT
+/// @file
+/// `orv2d correct`: every mode, lens files, folders, maps, previews, and the reasons of failures.
+#include "hosts/HostRun.h"
+#include "hosts/HostScene.h"
+
+#include <gmock/gmock.h>
+#include <opencv2/imgcodecs.hpp>
+
+#include <cmath>
+#include <cstring>
+
+namespace orv2d::tests {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+constexpr int kUsage = 2;
+constexpr int kUnreadable = 3;
+constexpr int kNoCorrection = 7;
+
+// A ray at polar angle t meets the source at radius sin t / sin(half field angle) and the plane at
+// tan(t / 2): the rim of a disc of radius 0.7 under a lens of 90 degrees lies at 0.4084.
+const double kRimOnPlane = std::tan(std::asin(0.7) / 2.0);
+const std::string kLens = "--half-field-angle 90deg ";
+const std::string kRange =
+    kLens + "--mode range --min-angle-deg -60 --max-angle-deg 60 --pixels-per-unit 400 ";
+
+class CorrectHost : public HostTest {
+ protected:
+  CorrectHost() { cv::imwrite(path("disc.png").string(), disc(300, 0.7, 3)); }
+
+  cv::Mat image(const std::string& name) const {
+    return cv::imread(path(name).string(), cv::IMREAD_UNCHANGED);
+  }
+
+  void expectFailure(const std::string& arguments, const std::string& phrase) const {
+    expectRefused("correct --quiet -o out.png " + arguments, kNoCorrection, phrase);
+  }
+};
+
+TEST_F(CorrectHost, CropsTheDiscAtItsRimInEveryFramedMode) {
+  for (const std::string& mode : {kRange,
+                                  kLens + "--mode fov --cone-angle-deg 60 --pixels-per-unit 400 ",
+                                  kLens + "--mode square --shared-maps --output-size 800 "}) {
+    SCOPED_TRACE(mode);
+    ASSERT_EQ(run("correct disc.png -o out.png --report r.json " + mode).exitCode, 0);
+    const nlohmann::json outcome = json("r.json")["images"][0];
+    const cv::Mat result = image("out.png");
+    EXPECT_NEAR(result.cols, 2 * kRimOnPlane * 400, 4);
+    EXPECT_EQ(outcome["result"]["width"], result.cols);
+    EXPECT_NEAR(outcome["bounds"]["left"].get<double>(), -kRimOnPlane, 0.01);
+    EXPECT_NEAR(outcome["bounds"]["right"].get<double>(), kRimOnPlane, 0.01);
+    EXPECT_NEAR(outcome["centre"]["x"].get<double>(), 0.0, 0.01);
+  }
+}
+
+TEST_F(CorrectHost, SquareModeSamplesAt9200) {
+  cv::imwrite(path("grey.png").string(), disc(300, 0.7, 1));
+  ASSERT_EQ(run("correct grey.png -o out.png --mode square " + kLens).exitCode, 0);
+  EXPECT_NEAR(image("out.png").cols, kRimOnPlane * 9200, 40);
+  EXPECT_EQ(image("out.png").channels(), 1);
+}
+
+TEST_F(CorrectHost, RectPinholeAndViewKeepTheDisc) {
+  ASSERT_EQ(run("correct disc.png -o rect.png --mode rect --half-field-angle 0.5 --output-size 300")
+                .exitCode,
+            0);
+  EXPECT_GT(cv::countNonZero(image("rect.png").reshape(1)), 0);
+
+  ASSERT_EQ(run("correct disc.png -o pin.png --mode pinhole --focal-x 400 --focal-y 400").exitCode,
+            0);
+  EXPECT_NEAR(image("pin.png").cols, 0.7 * 300, 3);  // no distortion: the disc's bounding box
+
+  ASSERT_EQ(run("correct disc.png -o view.png --mode view --fov-x-deg 60 --fov-y-deg 60 "
+                "--view-x-deg 5")
+                .exitCode,
+            0);
+  EXPECT_EQ(image("view.png").size(), cv::Size(300, 300));
+}
+
+TEST_F(CorrectHost, TakesTheLensFromAFileAndLetsOptionsWin) {
+  writeText("lens.json",
+            R"({"name": "test lens", "mode": "range", "half-field-angle": "90deg",
+                "min-angle-deg": -60, "max-angle-deg": 60, "pixels-per-unit": 200})");
+  ASSERT_EQ(run("correct disc.png -o file.png --lens lens.json --pixels-per-unit 400").exitCode, 0);
+  ASSERT_EQ(run("correct disc.png -o options.png " + kRange).exitCode, 0);
+  ASSERT_EQ(run("correct disc.png -o radians.png --half-field-angle 1.5707963267948966 --mode range"
+                " --min-angle-deg -60deg --max-angle-deg 60deg --pixels-per-unit 400")
+                .exitCode,
+            0);
+  EXPECT_EQ(bytes("file.png"), bytes("options.png"));
+  EXPECT_EQ(bytes("radians.png"), bytes("options.png"));
+}
+
+TEST_F(CorrectHost, KeepsTheSourceResolutionAtTheCentreByDefault) {
+  ASSERT_EQ(run("correct disc.png -o out.png --mode range --min-angle-deg -60 --max-angle-deg 60 " +
+                kLens)
+                .exitCode,
+            0);
+  EXPECT_NEAR(image("out.png").cols, 2 * kRimOnPlane * 300, 4);
+}
+
+TEST_F(CorrectHost, CorrectsAFolderAndReportsTheOneThatFails) {
+  cv::imwrite(path("other.bmp").string(), disc(200, 0.6, 1));
+  writeText("bad.png", "no picture");
+  std::filesystem::create_directory(path("results"));
+  const RunResult result =
+      run("correct disc.png bad.png other.bmp -o results --report r.json --quiet --mode square "
+          "--shared-maps --output-size 400 " +
+          kLens);
+  EXPECT_EQ(result.exitCode, kUnreadable);
+  EXPECT_THAT(result.errorLines, ElementsAre(HasSubstr("bad.png")));
+  EXPECT_EQ(image("results/disc.png").channels(), 3);
+  EXPECT_EQ(image("results/other.png").channels(), 1);
+  EXPECT_EQ(files().count("results/bad.png"), 0U);
+  const nlohmann::json images = json("r.json")["images"];
+  ASSERT_EQ(images.size(), 3U);
+  EXPECT_EQ(images[1]["exitCode"], kUnreadable);
+
+  // Maps made for the first image serve the others: each as if it were alone.
+  ASSERT_EQ(
+      run("correct disc.png -o alone.png --mode square --shared-maps --output-size 400 " + kLens)
+          .exitCode,
+      0);
+  EXPECT_EQ(bytes("alone.png"), bytes("results/disc.png"));
+}
+
+TEST_F(CorrectHost, ExportsTheMapsAsANumpyFile) {
+  ASSERT_EQ(run("correct disc.png -o out.png --maps maps.npy --output-size 5 " + kRange).exitCode,
+            0);
+  const std::string file = bytes("maps.npy");
+  ASSERT_EQ(file.size() % 64, 2 * 5 * 5 * sizeof(float) % 64);
+  EXPECT_EQ(file.substr(1, 5), "NUMPY");
+  EXPECT_THAT(file, AllOf(HasSubstr("'<f4'"), HasSubstr("(2, 5, 5)")));
+  float middle[2];
+  const std::size_t start = file.size() - sizeof(float[2][5][5]);
+  std::memcpy(&middle[0], file.data() + start + 12 * sizeof(float), sizeof(float));
+  std::memcpy(&middle[1], file.data() + start + (25 + 12) * sizeof(float), sizeof(float));
+  EXPECT_EQ(middle[0], 150.0F);
+  EXPECT_EQ(middle[1], 150.0F);
+}
+
+TEST_F(CorrectHost, DrawsTheSourceGridOverThePreview) {
+  ASSERT_EQ(run("correct disc.png -o out.png --preview grid.png " + kRange).exitCode, 0);
+  const cv::Mat result = image("out.png");
+  const cv::Mat preview = image("grid.png");
+  EXPECT_NEAR(preview.cols, result.cols, 2);
+  // The source's middle line passes through the middle of the result; smoothing softens it.
+  const cv::Vec3b middle = preview.at<cv::Vec3b>(preview.rows / 4, preview.cols / 2);
+  EXPECT_GT(middle[1], middle[0] + 50);
+  EXPECT_GT(middle[1], middle[2] + 50);
+}
+
+TEST_F(CorrectHost, SaysWhichBorderTheContentTouches) {
+  expectFailure("disc.png --mode range --min-angle-deg -30 --max-angle-deg 60 " + kLens,
+                "left and top");
+  expectFailure("disc.png --mode fov --cone-angle-deg 30 " + kLens, "left, right, top and bottom");
+  expectFailure("disc.png --mode fov --cone-angle-deg 90 --margin-percent 10 " + kLens,
+                "unit square");
+}
+
+TEST_F(CorrectHost, SaysWhichBandIsBroken) {
+  cv::Mat two = disc(300, 0.7, 3);
+  two.colRange(140, 160).setTo(cv::Scalar::all(0));
+  cv::imwrite(path("two.png").string(), two);
+  expectFailure("two.png --mode square --shared-maps --output-size 400 " + kLens,
+                "empty band of columns");
+  expectFailure("two.png " + kRange, "empty band of columns");
+}
+
+TEST_F(CorrectHost, CallsABlackResultNoContent) {
+  cv::imwrite(path("black.png").string(), cv::Mat::zeros(100, 100, CV_8UC3));
+  expectFailure("black.png --mode square --shared-maps --output-size 200 " + kLens, "no content");
+  expectFailure("black.png " + kRange, "no content");
+  expectFailure("black.png --mode pinhole --focal-x 100 --focal-y 100", "brighter than 10");
+  expectFailure("black.png --mode view --fov-x-deg 60 --fov-y-deg 60", "no content");
+}
+
+TEST_F(CorrectHost, RefusesImpossibleParameters) {
+  const std::string correct = "correct disc.png -o out.png ";
+  expectRefused(correct, kUsage, "--mode");
+  expectRefused(correct + "--mode square", kUsage, "--half-field-angle");
+  expectRefused(correct + "--mode cube", kUsage, "cube");
+  for (const std::string angle : {"0", "180deg", "nan", "90grad", "deg", "''"}) {
+    expectRefused(
+        correct + "--mode square --half-field-angle " + angle, kUsage, "--half-field-angle");
+  }
+  expectRefused(correct + kRange + "--cone-angle-deg 60", kUsage, "--cone-angle-deg");
+  expectRefused(correct + kRange + "--margin-deg 1.5", kUsage, "--margin-deg");
+  expectRefused(correct + kRange + "--margin-deg -60", kUsage, "range");
+  expectRefused(correct + kRange + "--yaw 125deg", kUsage, "yaw");
+  expectRefused(correct + "--quiet --mode range --pixels-per-unit 1e5 " + kLens, kUsage, "32766");
+  expectRefused(correct + "--mode square --output-size 100 " + kLens, kUsage, "--output-size");
+  expectRefused(correct + "--mode pinhole --focal-x 0 --focal-y 1", kUsage, "--focal-x");
+  expectRefused(correct + "--mode rect --shared-maps " + kLens, kUsage, "--shared-maps");
+  expectRefused("correct disc.png disc.png -o out.png " + kRange, kUsage, "folder");
+  expectRefused("correct disc.png -o . " + kRange, kUsage, "input");
+}
+
+TEST_F(CorrectHost, RefusesBadLensFiles) {
+  writeText("text.json", "half-field-angle = 90");
+  writeText("list.json", "[1, 2]");
+  writeText("unknown.json", R"({"mode": "square", "half-field": 1})");
+  writeText("value.json", R"({"mode": "square", "half-field-angle": true})");
+  writeText("mode.json", R"({"mode": "cube"})");
+  for (const std::string name :
+       {"missing.json", "text.json", "list.json", "unknown.json", "value.json", "mode.json"}) {
+    expectRefused("correct disc.png -o out.png --lens " + name, kUnreadable, "'" + name + "'");
+  }
+}
+
+}  // namespace
+}  // namespace orv2d::tests

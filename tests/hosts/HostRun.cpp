@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+#include "hosts/HostRun.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <sys/wait.h>
+
+namespace fs = std::filesystem;
+
+namespace orv2d::tests {
+namespace {
+
+std::string contentOf(const fs::path& path) {
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+fs::path makeFolder() {
+  std::string name = (fs::temp_directory_path() / "orv2d-test-XXXXXX").string();
+  EXPECT_NE(mkdtemp(name.data()), nullptr);
+  return name;
+}
+
+}  // namespace
+
+HostTest::HostTest() : folder_(makeFolder()) {}
+
+HostTest::~HostTest() {
+  std::error_code ignored;
+  fs::remove_all(folder_, ignored);
+  fs::remove(folder_.string() + ".out", ignored);
+  fs::remove(folder_.string() + ".err", ignored);
+}
+
+RunResult HostTest::run(const std::string& arguments) const {
+  const std::string out = folder_.string() + ".out";
+  const std::string err = folder_.string() + ".err";
+  const std::string command = "cd '" + folder_.string() + "' && '" ORV2D_PROGRAM "' " + arguments +
+                              " >'" + out + "' 2>'" + err + "'";
+  const int status = std::system(command.c_str());  // NOLINT(concurrency-mt-unsafe): one thread
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(out), linesOf(contentOf(err))};
+}
+
+std::set<std::string> HostTest::files() const {
+  std::set<std::string> names;
+  for (const auto& entry : fs::recursive_directory_iterator(folder_)) {
+    names.insert(fs::relative(entry.path(), folder_).string());
+  }
+  return names;
+}
+
+nlohmann::json HostTest::json(const std::string& name) const {
+  return nlohmann::json::parse(bytes(name));
+}
+
+std::string HostTest::bytes(const std::string& name) const {
+  return contentOf(path(name));
+}
+
+void HostTest::writeText(const std::string& name, const std::string& text) const {
+  std::ofstream(path(name), std::ios::binary) << text;
+}
+
+void HostTest::expectRefused(const std::string& arguments,
+                             int exitCode,
+                             const std::string& phrase) const {
+  SCOPED_TRACE(arguments);
+  const std::set<std::string> before = files();
+  const RunResult result = run(arguments);
+  EXPECT_EQ(result.exitCode, exitCode);
+  EXPECT_THAT(result.errorLines, ::testing::ElementsAre(::testing::HasSubstr(phrase)));
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(files(), before);
+}
+
+}  // namespace orv2d::tests

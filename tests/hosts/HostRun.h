@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+/// @file
+/// Runs the program in a temporary folder and collects what it says.
+#ifndef ORV2D_TESTS_HOST_RUN_H
+#define ORV2D_TESTS_HOST_RUN_H
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <filesystem>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace orv2d::tests {
+
+struct RunResult {
+  int exitCode = -1;
+  std::string out;
+  std::vector<std::string> errorLines;
+};
+
+/// A test with an empty folder of its own, in which the program runs.
+class HostTest : public ::testing::Test {
+ protected:
+  HostTest();
+  ~HostTest() override;
+  HostTest(const HostTest&) = delete;
+  HostTest& operator=(const HostTest&) = delete;
+
+  /// Runs the program with `arguments`, written as in a shell.
+  RunResult run(const std::string& arguments) const;
+
+  [[nodiscard]] std::filesystem::path path(const std::string& name) const { return folder_ / name; }
+  /// Names of all files and folders in the folder, hidden ones included.
+  [[nodiscard]] std::set<std::string> files() const;
+  [[nodiscard]] nlohmann::json json(const std::string& name) const;
+  [[nodiscard]] std::string bytes(const std::string& name) const;
+  void writeText(const std::string& name, const std::string& text) const;
+
+  /// Expects failure with `exitCode`, one line on standard error that holds `phrase`, and no change
+  /// in the folder.
+  void expectRefused(const std::string& arguments, int exitCode, const std::string& phrase) const;
+
+ private:
+  std::filesystem::path folder_;
+};
+
+}  // namespace orv2d::tests
+
+#endif  // ORV2D_TESTS_HOST_RUN_H

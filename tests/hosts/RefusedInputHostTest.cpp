@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+/// @file
+/// Bad input of `orv2d montage` and the command line itself: one clear line, its own exit code, and
+/// no file written.
+#include "hosts/HostRun.h"
+#include "hosts/HostScene.h"
+
+#include <opencv2/imgcodecs.hpp>
+
+namespace orv2d::tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kUsage = 2;
+constexpr int kUnreadable = 3;
+constexpr int kUnwritable = 6;
+
+class RefusedInput : public HostTest {
+ protected:
+  RefusedInput() {
+    const std::vector<cv::Mat> views = overlappingViews(2);
+    cv::imwrite(path("a.png").string(), views[0]);
+    cv::imwrite(path("b.png").string(), views[1]);
+  }
+};
+
+TEST_F(RefusedInput, CommandLine) {
+  expectRefused("", kUsage, "--help");
+  expectRefused("join a.png b.png", kUsage, "join");
+  expectRefused("montage a.png b.png", kUsage, "--output");
+  expectRefused("montage -o out.png", kUsage, "IMAGE");
+  expectRefused("montage a.png b.png -o out.png --fast", kUsage, "--fast");
+  expectRefused("montage a.png b.png -o out.png --pipeline best", kUsage, "--pipeline");
+  expectRefused("montage a.png b.png -o out.png --seams voronoi", kUsage, "--seams");
+}
+
+TEST_F(RefusedInput, Resolutions) {
+  for (const std::string option : {"--registration-mp", "--seam-mp", "--compose-mp"}) {
+    for (const std::string value : {"0", "-2", "1001", "nan", "inf", "1e999", "0.6x", "''"}) {
+      expectRefused("montage a.png b.png -o out.png " + option + " " + value, kUsage, option);
+    }
+  }
+}
+
+TEST_F(RefusedInput, Counts) {
+  expectRefused("montage a.png -o out.png", kUsage, "two images");
+  expectRefused("montage a.png b.png --slabs 2 -o out.png", kUsage, "two images");
+  expectRefused("montage a.png b.png a.png --slabs 2 -o out.png", kUsage, "divided");
+  for (const std::string slabs : {"0", "-1", "1.5", "many", "99999999999"}) {
+    expectRefused("montage a.png b.png -o out.png --slabs " + slabs, kUsage, "--slabs");
+  }
+}
+
+TEST_F(RefusedInput, FilesThatAreNoImages) {
+  writeText("text.png", "this is no picture\n");
+  writeText("empty.png", "");
+  writeText("half.png", bytes("a.png").substr(0, bytes("a.png").size() / 2));
+  cv::imwrite(path("whole.jpg").string(), cv::imread(path("a.png").string()));
+  writeText("half.jpg", bytes("whole.jpg").substr(0, bytes("whole.jpg").size() / 2));
+  fs::create_directory(path("folder.png"));
+  for (const std::string bad :
+       {"missing.png", "text.png", "empty.png", "half.png", "half.jpg", "folder.png"}) {
+    expectRefused("montage a.png " + bad + " -o out.png --quiet", kUnreadable, "'" + bad + "'");
+  }
+}
+
+TEST_F(RefusedInput, ImagesOfOtherKinds) {
+  const cv::Mat view = cv::imread(path("a.png").string());
+  cv::Mat deep;
+  view.convertTo(deep, CV_16U, 257);
+  cv::imwrite(path("deep.png").string(), deep);
+  cv::imwrite(path("deep.tif").string(), deep);
+  cv::Mat withAlpha(view.size(), CV_8UC4, cv::Scalar(1, 2, 3, 4));
+  cv::imwrite(path("alpha.png").string(), withAlpha);
+  cv::imwrite(path("small.png").string(), view(cv::Rect(0, 0, 399, 300)));
+  expectRefused("montage a.png deep.png -o out.png --quiet", kUnreadable, "16-bit");
+  expectRefused("montage a.png deep.tif -o out.png --quiet", kUnreadable, "16-bit");
+  expectRefused("montage a.png alpha.png -o out.png --quiet", kUnreadable, "alpha");
+  expectRefused("montage a.png small.png -o out.png --quiet", kUnreadable, "399 x 300");
+}
+
+TEST_F(RefusedInput, OutputsThatCannotBe) {
+  fs::create_directory(path("folder.png"));
+  writeText("file", "");
+  const std::string montage = "montage a.png b.png -o ";
+  expectRefused(montage + "out", kUsage, ".png");
+  expectRefused(montage + "out.gif", kUsage, "'out.gif'");
+  expectRefused(montage + "out.png --overlay marks.txt", kUsage, "'marks.txt'");
+  expectRefused(montage + "./b.png", kUsage, "input");
+  expectRefused(montage + "out.png --report a.png", kUsage, "input");
+  expectRefused(montage + "out.png --overlay ./out.png", kUsage, "two outputs");
+  expectRefused(montage + "folder.png", kUnwritable, "folder");
+  expectRefused(montage + "nowhere/out.png", kUnwritable, "does not exist");
+  expectRefused(montage + "file/out.png", kUnwritable, "'file/out.png'");
+  expectRefused(montage + "out.png --report nowhere/r.json", kUnwritable, "'nowhere/r.json'");
+}
+
+TEST_F(RefusedInput, SlabOutputsAreAllChecked) {
+  fs::create_directory(path("m_slab1.png"));
+  expectRefused("montage a.png b.png a.png b.png --slabs 2 -o m.png", kUnwritable, "m_slab1.png");
+}
+
+TEST_F(RefusedInput, HelpAndVersionAreNoErrors) {
+  for (const std::string request : {"--help", "montage --help", "correct --help", "--version"}) {
+    const RunResult result = run(request);
+    EXPECT_EQ(result.exitCode, 0) << request;
+    EXPECT_FALSE(result.out.empty()) << request;
+  }
+  EXPECT_NE(run("montage --help").out.find("Exit codes:"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace orv2d::tests
