@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "FailureReason.h"
 
+#include "Console.h"
 #include "PlaneFrame.h"
 #include "SamplingMaps.h"
 
@@ -65,12 +66,12 @@ std::string gapOf(const Axis& axis) {
     return {};
   }
   const auto percent = [&](auto position) {
-    return static_cast<int>(100 * (position - begin) / (end - begin));
+    constexpr double kPercent = 100.0;
+    return fixed(
+        kPercent * static_cast<double>(position - begin) / static_cast<double>(end - begin), 1);
   };
-  std::ostringstream text;
-  text << "the content is broken: an empty band of " << axis.bands << " lies between it, from "
-       << percent(gap) << " % to " << percent(next) << " % of the frame";
-  return text.str();
+  return std::string("the content is broken: an empty band of ") + axis.bands +
+         " divides it, from " + percent(gap) + " % to " + percent(next) + " % of the frame";
 }
 
 std::string joined(const std::vector<std::string>& names) {
@@ -92,7 +93,8 @@ std::string touchedBorders(const std::vector<Axis>& axes) {
     }
   }
   return borders.empty() ? ""
-                         : "the content touches the " + joined(borders) + " border of the frame";
+                         : "the content touches the " + joined(borders) +
+                               (borders.size() == 1 ? " border" : " borders") + " of the frame";
 }
 
 std::string outsideReason(const PlaneFrame& frame) {

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <iomanip>
+#include <sstream>
 
 namespace orv2d {
 namespace {
@@ -64,10 +65,13 @@ const char* const kOverlapAdvice =
     "try images that share a third or more of their picture, taken from one place";
 
 std::string registrationAdvice(const MontageSettings& settings) {
-  return settings.registrationMp < 0.0
-             ? "or a registration at lower resolution, for example --registration-mp 0.6"
-             : "or --registration-mp higher than " + fixed(settings.registrationMp, 2) +
-                   " (-1 for full resolution)";
+  if (settings.registrationMp < 0.0) {
+    return "or a registration at lower resolution, for example --registration-mp 0.6";
+  }
+  std::ostringstream advice;
+  advice << "or --registration-mp higher than " << settings.registrationMp
+         << " (-1 for full resolution)";
+  return advice.str();
 }
 
 }  // namespace

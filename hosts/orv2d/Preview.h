@@ -11,7 +11,7 @@ namespace orv2d {
 /// A colour copy of `source` with its outline and 8 x 8 fields drawn on it.
 ///
 /// Corrected like the source it shows where the lens model takes the source's lines, in every mode.
-/// Dark pixels stay as they are: lines there would count as content and change the crop.
+/// A dark surround stays as it is: lines there would count as content and change the crop.
 cv::Mat withGrid(const cv::Mat& source);
 
 }  // namespace orv2d

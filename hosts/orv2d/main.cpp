@@ -11,6 +11,7 @@
 #include <opencv2/core.hpp>
 #include <opencv2/core/utils/logger.hpp>
 
+#include <csignal>
 #include <memory>
 #include <new>
 #include <sstream>
@@ -18,6 +19,9 @@
 namespace {
 
 using orv2d::ExitCode;
+
+const char* const kOutOfMemory =
+    "out of memory; use fewer or smaller images, or a lower resolution";
 
 std::string exitCodeHelp() {
   std::ostringstream text;
@@ -32,6 +36,13 @@ std::string exitCodeHelp() {
 void silenceOpenCv() {
   cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
   cv::redirectError([](int, const char*, const char*, const char*, int, void*) { return 0; });
+}
+
+/// A file beyond the user's size limit is then an error of writing and does not end the process.
+void ignoreFileSizeSignal() {
+#ifdef SIGXFSZ
+  std::signal(SIGXFSZ, SIG_IGN);
+#endif
 }
 
 /// Parses the command line and runs the command; help and version are printed here.
@@ -65,7 +76,7 @@ ExitCode run(int argc, char** argv) {
 
 std::string sentenceOf(const cv::Exception& error) {
   if (error.code == cv::Error::StsNoMem) {
-    return "out of memory; use fewer or smaller images, or a lower --compose-mp";
+    return kOutOfMemory;
   }
   if (error.code == cv::Error::StsOutOfRange) {
     return "the result would be too large (" + error.err + "); use a lower resolution";
@@ -79,6 +90,7 @@ int main(int argc, char** argv) {
   ExitCode code = ExitCode::InternalError;
   try {
     silenceOpenCv();
+    ignoreFileSizeSignal();
     code = run(argc, argv);
   } catch (const orv2d::HostError& error) {
     orv2d::printMessage(error.what());
@@ -86,7 +98,7 @@ int main(int argc, char** argv) {
   } catch (const cv::Exception& error) {
     orv2d::printMessage(sentenceOf(error));
   } catch (const std::bad_alloc&) {
-    orv2d::printMessage("out of memory; use fewer or smaller images, or a lower resolution");
+    orv2d::printMessage(kOutOfMemory);
   } catch (const std::exception& error) {
     orv2d::printMessage(std::string("internal error: ") + error.what());
   } catch (...) {

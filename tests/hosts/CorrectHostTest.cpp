@@ -60,7 +60,8 @@ TEST_F(CorrectHost, CropsTheDiscAtItsRimInEveryFramedMode) {
 TEST_F(CorrectHost, SquareModeSamplesAt9200) {
   cv::imwrite(path("grey.png").string(), disc(300, 0.7, 1));
   ASSERT_EQ(run("correct grey.png -o out.png --mode square " + kLens).exitCode, 0);
-  EXPECT_NEAR(image("out.png").cols, kRimOnPlane * 9200, 40);
+  // A source pixel at the rim covers about 40 samples, and smoothing widens the content by one.
+  EXPECT_NEAR(image("out.png").cols, kRimOnPlane * 9200, 100);
   EXPECT_EQ(image("out.png").channels(), 1);
 }
 
