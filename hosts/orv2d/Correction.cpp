@@ -143,7 +143,7 @@ bool Correction::hasContent() const {
   return !centre || (std::isfinite(centre->x) && std::isfinite(centre->y));
 }
 
-Correction correctImage(CorrectMode mode, const LensValues& values, cv::Mat source) {
+Correction correctImage(CorrectMode mode, const LensValues& values, const cv::Mat& source) {
   switch (mode) {
     case CorrectMode::Square:
       return correctSquare(values, source);
@@ -161,7 +161,7 @@ Correction correctImage(CorrectMode mode, const LensValues& values, cv::Mat sour
   return {};
 }
 
-Correction correctThroughMaps(const SamplingMaps& maps, cv::Mat source) {
+Correction correctThroughMaps(const SamplingMaps& maps, const cv::Mat& source) {
   const int size = maps.size;
   const int channels = source.channels();
   cv::Mat sampled = cv::Mat::zeros(size, size, source.type());

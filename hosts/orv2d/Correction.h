@@ -33,11 +33,11 @@ struct Correction {
 };
 
 /// Corrects `source`, whose pixels may be overwritten. `values` holds every value of `mode`.
-Correction correctImage(CorrectMode mode, const LensValues& values, cv::Mat source);
+Correction correctImage(CorrectMode mode, const LensValues& values, const cv::Mat& source);
 
 /// The square correction through maps made before, for sources of the size of `maps`; `source` is
 /// smoothed in place.
-Correction correctThroughMaps(const SamplingMaps& maps, cv::Mat source);
+Correction correctThroughMaps(const SamplingMaps& maps, const cv::Mat& source);
 
 }  // namespace orv2d
 

@@ -50,6 +50,7 @@ std::vector<bool> contentAlong(const cv::Mat& picture, int dimension) {
   cv::reduce(picture, averages, dimension, cv::REDUCE_AVG);
   averages = averages.reshape(1, static_cast<int>(averages.total()));
   std::vector<bool> content;
+  content.reserve(averages.total());
   for (int i = 0; i < averages.rows; ++i) {
     content.push_back(cv::countNonZero(averages.row(i)) > 0);
   }

@@ -209,7 +209,7 @@ std::string parseValue(const LensParameter& parameter, const std::string& text, 
   const bool isAngle = parameter.kind == kRadians || parameter.kind == kDegrees;
   const bool inDegrees = isAngle && removeSuffix(digits, "deg");
   const std::optional<double> number = parseNumber(digits);
-  const std::string error = "'" + text + "' is not possible; " + expectation(parameter);
+  std::string error = "'" + text + "' is not possible; " + expectation(parameter);
   if (!number || (parameter.kind == kInteger && *number != std::trunc(*number))) {
     return error;
   }
