@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# usage: run_examples.sh BUILD_FOLDER EXAMPLES_FOLDER
+# The demo in small: rendered views become montages, and every position is compared with the truth.
+set -euo pipefail
+build=$1
+examples=$2
+backgrounds=/usr/share/backgrounds
+photograph=$backgrounds/life_by_Aitzol_Berasategi.jpg
+[ -f "$photograph" ] || exit 77 # skipped: the package of photographs is not installed
+
+out=$(mktemp -d)
+trap 'rm -rf "$out"' EXIT
+"$build/render_views" "$photograph" "$backgrounds/aitzgorri_by_Aitzol_Berasategi.jpg" "$out"
+
+for pipeline in diagnostic basic; do
+  "$build/orv2d" montage "$out"/slab?_view?.png --slabs 2 --pipeline "$pipeline" --seams none \
+    -o "$out/$pipeline{slab}.png" --report "$out/$pipeline.json" --quiet
+  [ -s "$out/${pipeline}1.png" ]
+  # Centres are whole pixels of the seam resolution, a third of the views'.
+  "$examples/position_errors.py" "$out/truth.json" "$out/$pipeline.json" --tolerance 4
+done
+
+"$build/smallest_host" "$out/smallest.jpg" "$out"/slab0_view[0124].png
+[ -s "$out/smallest.jpg" ]
+! "$build/smallest_host" "$out/none.jpg" "$out/slab0_view0.png" 2>"$out/message"
+grep -q "no montage: status 1" "$out/message"
+[ ! -e "$out/none.jpg" ]
