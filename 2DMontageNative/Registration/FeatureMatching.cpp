@@ -75,7 +75,11 @@ int FeatureMatching::Process(std::vector<cv::detail::ImageFeatures>& features,
   ExactMatcher matcher(matchConf, kMatchesForHomography, kMatchesForHomography);
   cv::UMat pairs;
   matchablePairs(features).copyTo(pairs);
-  matcher(features, pairwiseMatches, pairs);
+  {
+    // OpenCV's loop over the pairs seeds the thread's generator anew for each of them.
+    const Platform::FixedRandomState hostsStateIsPutBack;
+    matcher(features, pairwiseMatches, pairs);
+  }
   matcher.collectGarbage();
   numberSkippedPairs(features, pairwiseMatches);
   scorePairs(pairwiseMatches);
