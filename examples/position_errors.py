@@ -122,7 +122,11 @@ def main():
         error = f"{lengths[i]:9.2f}" if i in lengths else ""
         note = "" if image["used"] == views[i]["belongs"] else "  <- wrong"
         print(f"{i:>4}  {'yes' if image['used'] else 'no':4}  {where}  {error}{note}")
-    print(f"largest error {max(lengths.values()):.2f} px")
+    print(f"largest error {max(lengths.values()):.2f} px", end="")
+    if kind == "centre":
+        print(f" (positions come from whole pixels of the seam resolution, {1 / report['scales']['seam']:.1f} px"
+              " of the views)", end="")
+    print()
     right = all(image["used"] == view["belongs"] for image, view in zip(images, views))
     if arguments.tolerance is not None and (not right or max(lengths.values()) > arguments.tolerance):
         sys.exit(1)
