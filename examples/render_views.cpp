@@ -11,8 +11,11 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <fstream>
 #include <iostream>
+#include <iterator>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -28,7 +31,7 @@ const examples::Gaze kGazes[] = {
 const double kExposures[] = {1.0, 0.85, 1.15, 1.0, 1.1, 0.95, 0.8};
 
 cv::Mat readPhotograph(const std::string& path) {
-  const cv::Mat photograph = cv::imread(path, cv::IMREAD_COLOR);
+  cv::Mat photograph = cv::imread(path, cv::IMREAD_COLOR);
   if (photograph.empty()) {
     throw std::runtime_error("cannot read " + path);
   }

@@ -76,7 +76,8 @@ class BlendTest : public testing::Test {
 
 TEST_F(BlendTest, TypesSelectTheBlenderAndItsSetting) {
   ASSERT_EQ(call("no", Blender::NO), 0);
-  EXPECT_EQ(typeid(*blender_), typeid(Blender));
+  const Blender& plain = *blender_;
+  EXPECT_EQ(typeid(plain), typeid(Blender));
   ASSERT_EQ(call("no", Blender::FEATHER), 0);
   EXPECT_EQ(dynamic_cast<cv::detail::FeatherBlender&>(*blender_).sharpness(), 0.1F);
   placeAt({0, 0, 400, 300}, {300, 0, 400, 300});  // large enough for more bands

@@ -46,11 +46,12 @@ TEST(ParallelLoop, RunsASingleIndexOnTheCallersThread) {
 
 TEST(ParallelLoop, Nests) {
   constexpr int kRows = 40, kCols = 50;
-  std::vector<int> cells(kRows * kCols, 0);
+  std::vector<std::vector<int>> cells(kRows, std::vector<int>(kCols, 0));
   parallelFor(0, kRows, [&](int row) {
-    parallelFor(0, kCols, [&](int col) { ++cells[static_cast<std::size_t>(row * kCols + col)]; });
+    std::vector<int>& cellsOfRow = cells[static_cast<std::size_t>(row)];
+    parallelFor(0, kCols, [&](int col) { ++cellsOfRow[static_cast<std::size_t>(col)]; });
   });
-  EXPECT_EQ(std::count(cells.begin(), cells.end(), 1), kRows * kCols);
+  EXPECT_EQ(cells, std::vector<std::vector<int>>(kRows, std::vector<int>(kCols, 1)));
 }
 
 TEST(ParallelLoop, HandsOnAnExceptionWithItsTypeOnceAllIterationsHaveEnded) {
@@ -60,12 +61,12 @@ TEST(ParallelLoop, HandsOnAnExceptionWithItsTypeOnceAllIterationsHaveEnded) {
   std::atomic<int> running{0};
   const auto body = [&](int index) {
     ++running;
-    const auto leave = [&] { --running; };
+    const std::string work(100, static_cast<char>('a' + index % 26));
+    EXPECT_EQ(work.size(), 100U);
+    --running;
     if (index == 100) {
-      leave();
       throw Refusal{index};
     }
-    leave();
   };
   try {
     parallelFor(0, 300, body);

@@ -113,7 +113,7 @@ TEST(FeatureMatching, AcceptsImagesWithNoOrOneKeypoint) {
   EXPECT_GT(pairs[1 * 4 + 3].confidence, 1.0);
   EXPECT_EQ(pairs[0 * 4 + 1].src_img_idx, -1) << "a pair with an image without keypoints";
   for (const auto& [from, to] : {std::pair{1, 2}, {2, 1}}) {
-    const MatchesInfo& pair = pairs[static_cast<std::size_t>(from * 4 + to)];
+    const MatchesInfo& pair = pairs[from == 1 ? 1 * 4 + 2 : 2 * 4 + 1];
     EXPECT_EQ(pair.src_img_idx, from);
     EXPECT_EQ(pair.dst_img_idx, to);
     EXPECT_EQ(pair.confidence, 0.0);

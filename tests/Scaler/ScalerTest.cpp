@@ -12,10 +12,11 @@ using ORV::Common::Algorithms::Montage::Composition::Warp;
 
 Scaler scalerFor(const std::vector<cv::Size>& sizes) {
   std::vector<cv::Mat> images;
+  images.reserve(sizes.size());
   for (const cv::Size& size : sizes) {
     images.emplace_back(size, CV_8UC1);
   }
-  return Scaler(images);
+  return {images};
 }
 
 TEST(Scaler, TurnsMegapixelsIntoScales) {

@@ -31,6 +31,7 @@ std::vector<double> valuesOf(const cv::Mat& column) {
   EXPECT_EQ(column.type(), CV_64FC1);
   EXPECT_EQ(column.cols, 1);
   std::vector<double> values;
+  values.reserve(column.total());
   for (int row = 0; row < column.rows; ++row) {
     values.push_back(column.at<double>(row));
   }

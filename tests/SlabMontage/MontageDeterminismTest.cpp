@@ -57,6 +57,7 @@ TEST_P(MontageDeterminism, CallsBesideEachOtherDoNotDisturb) {
   const std::uint64_t expected = run();
   std::vector<std::uint64_t> sums(4);
   std::vector<std::thread> hosts;
+  hosts.reserve(sums.size());
   for (std::uint64_t& sum : sums) {
     hosts.emplace_back([&sum] { sum = run(GetParam()); });
   }

@@ -66,7 +66,9 @@ class EitherPipeline : public testing::TestWithParam<Pipeline> {
     printed_ = output.text();
     return result;
   }
-  const char* warning() const { return kOneLine[GetParam() == Pipeline::kBasic ? 0 : 1]; }
+  [[nodiscard]] const char* warning() const {
+    return kOneLine[GetParam() == Pipeline::kBasic ? 0 : 1];
+  }
 
   std::string printed_;
 };

@@ -32,6 +32,7 @@ std::vector<cv::Mat> readImages(const fs::path& folder) {
   }
   std::sort(files.begin(), files.end());  // slab after slab
   std::vector<cv::Mat> images;
+  images.reserve(files.size());
   for (const fs::path& file : files) {
     images.push_back(cv::imread(file.string(), cv::IMREAD_UNCHANGED));
   }
