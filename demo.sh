@@ -25,8 +25,8 @@ echo "== Installing what is needed, building"
 cmake -S . -B build -G Ninja >/dev/null
 cmake --build build --target orv2d render_views
 
-rm -rf "$out"
 mkdir -p "$out"
+rm -f "$out/truth.json" # of an earlier run
 if [ "${#images[@]}" -eq 0 ]; then
   echo
   echo "== Rendering views of $photograph"
