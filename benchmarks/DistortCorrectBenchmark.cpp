@@ -73,9 +73,16 @@ BENCHMARK(squarePlain)->ArgsProduct({{1, 3}, {0, 1}})->Unit(benchmark::kMillisec
 constexpr double kConeDeg = 89.0;
 constexpr double kDensity = 4600.0;
 
+/// A lens whose content lies wholly inside that frame.
+plain::View insideView() {
+  plain::View view = viewOf(false);
+  view.linearCoeff = 1.05;
+  return view;
+}
+
 void fieldOfViewOurs(benchmark::State& state) {
   cv::Mat image = photograph(static_cast<int>(state.range(0)));
-  const plain::View view = viewOf(false);
+  const plain::View view = insideView();
   for (auto _ : state) {
     cv::Mat result = image;  // smoothed again in every round; the work is the same
     plain::Result out{};
@@ -99,7 +106,7 @@ void fieldOfViewOurs(benchmark::State& state) {
 }
 void fieldOfViewPlain(benchmark::State& state) {
   const cv::Mat image = photograph(static_cast<int>(state.range(0)));
-  const plain::View view = viewOf(false);
+  const plain::View view = insideView();
   const PlaneFrame frame = frameOfCone({0.0, 0.0, 0.0}, 0, kConeDeg);
   const int width = static_cast<int>((frame.right - frame.left) * kDensity);
   const int height = static_cast<int>((frame.bottom - frame.top) * kDensity);
