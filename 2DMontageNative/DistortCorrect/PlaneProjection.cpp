@@ -42,7 +42,8 @@ struct VectorLens {
   }
 
  private:
-  HWY_ATTR hn::Vec<hn::Half<FloatTag> > half(hn::Vec<hn::Half<FloatTag> > squaredRadius) const {
+  [[nodiscard]] HWY_ATTR hn::Vec<hn::Half<FloatTag> > half(
+      hn::Vec<hn::Half<FloatTag> > squaredRadius) const {
     const Doubles wide = hn::PromoteTo(DoubleTag(), squaredRadius);
     return hn::DemoteTo(hn::Half<FloatTag>(), hn::Add(hn::Mul(wide, squareCoeff), constant));
   }

@@ -62,7 +62,8 @@ void requireRemappable(const cv::Mat& image) {
 
 cv::Mat newPicture(int rows, int cols, int type) {
   CV_Assert(rows > 0 && cols > 0);
-  return {rows, cols, type};
+  cv::Mat picture(rows, cols, type);
+  return picture;
 }
 
 ContentProfile renderPlane(const PlaneProjection& projection,
@@ -91,7 +92,8 @@ ContentProfile renderPlane(const PlaneProjection& projection,
 
 cv::Mat cropped(const cv::Mat& picture, const cv::Rect& rect) {
   if (rect.empty()) {
-    return {0, 0, picture.type()};
+    cv::Mat none(0, 0, picture.type());
+    return none;
   }
   cv::Mat crop(rect.size(), picture.type());
   const int height = bandHeight(rect.height);
