@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Bicubic sampling of one tile against cv::remap, both on one thread.
-#include "DistortCorrect/CubicSampler.h"
+#include "Platform/CubicSampler.h"
 
 #include <benchmark/benchmark.h>
 #include <opencv2/imgproc.hpp>
@@ -10,7 +10,7 @@
 
 namespace {
 
-namespace DistortCorrect = ORV::Common::Algorithms::DistortCorrect;
+namespace Platform = ORV::Common::Platform;
 
 const cv::Size kSource(3456, 2304);  // 8 megapixels
 const cv::Size kTile(256, 64);
@@ -78,7 +78,7 @@ void run(benchmark::State& state, int type, double zoom, const Sample& sample) {
 
 void CubicSamplerTiles(benchmark::State& state, int type, double zoom) {
   run(state, type, zoom, [](const cv::Mat& source, const Maps& maps, cv::Mat& tile) {
-    DistortCorrect::CubicSampler(source).sample(maps.cols, maps.rows, tile);
+    Platform::CubicSampler(source).sample(maps.cols, maps.rows, tile);
   });
 }
 

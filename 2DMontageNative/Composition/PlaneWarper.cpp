@@ -2,7 +2,7 @@
 #include "Composition/PlaneWarper.h"
 
 #include "Composition/PlaneFootprint.h"
-#include "DistortCorrect/CubicSampler.h"
+#include "Platform/CubicSampler.h"
 #include "Platform/ParallelLoop.h"
 
 #include <opencv2/imgproc.hpp>
@@ -63,7 +63,7 @@ void sample(const cv::Mat& source,
   const bool colour = source.type() == CV_8UC3;
   if (sampling.interpolation == cv::INTER_CUBIC && sampling.border == cv::BORDER_CONSTANT &&
       (grey || colour)) {
-    DistortCorrect::CubicSampler(source).sample(xMap, yMap, destination);
+    Platform::CubicSampler(source).sample(xMap, yMap, destination);
     return;
   }
   cv::remap(source, destination, xMap, yMap, sampling.interpolation, sampling.border);

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect.h"
 #include "DistortCorrect/ContentBounds.h"
-#include "DistortCorrect/CubicSampler.h"
 #include "DistortCorrect/PlaneFrame.h"
 #include "DistortCorrect/PlaneRendering.h"
 #include "DistortCorrect/SamplingGrid.h"
 #include "DistortCorrect/Smoothing.h"
+#include "Platform/CubicSampler.h"
 
 namespace ORV::Common::Algorithms::DistortCorrect {
 
@@ -116,7 +116,7 @@ int SterProject::Process(double halfFieldAngle,
                                     image.channels()},
                                    kSmoothingSigma.data(),
                                    kSmoothingKernel.data()));
-  const CubicSampler sampler(image);
+  const Platform::CubicSampler sampler(image);
   const ContentProfile profile = renderPlane(
       projection,
       grid,

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect.h"
 #include "DistortCorrect/ContentBounds.h"
-#include "DistortCorrect/CubicSampler.h"
 #include "DistortCorrect/PlaneRendering.h"
 #include "DistortCorrect/SamplingGrid.h"
+#include "Platform/CubicSampler.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -75,7 +75,7 @@ int SterProject::Process(double halfFieldAngle,
                                    PixelAxis::ofHalfSize(image.cols),
                                    PixelAxis::ofHalfSize(image.rows));
   const std::vector<float> axis = samplingGrid(-planeHalfExtent, planeHalfExtent, outputSize);
-  const CubicSampler sampler(squareSource(image));
+  const Platform::CubicSampler sampler(squareSource(image));
   const ContentProfile profile = renderPlane(
       projection,
       {axis, axis},

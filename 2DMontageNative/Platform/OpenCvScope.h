@@ -46,8 +46,9 @@ class CpuOnly {
 /// Gives OpenCV's generator of this thread its start state while it lives, then puts the host's
 /// back.
 ///
-/// OpenCV's approximate matcher draws from `cv::theRNG()`: without this its matches would depend on
-/// what ran before on the thread.
+/// OpenCV's loop over image pairs seeds `cv::theRNG()` anew for every pair, and its drawings take
+/// random colours from it: results must not depend on what ran before on the thread, and the host's
+/// own sequence must not be disturbed.
 class FixedRandomState {
  public:
   FixedRandomState() : saved_(cv::theRNG().state) { cv::theRNG().state = kStateOfFreshThread; }

@@ -51,12 +51,17 @@ std::vector<cv::Mat> readImages(const MontageSettings& settings, const Progress&
 }
 
 /// Says so when a slab holds both grey and colour images: its montage can only be one of them.
-void noteMixedChannels(const std::vector<cv::Mat>& images) {
+void noteMixedChannels(const std::vector<cv::Mat>& images, int slabCount) {
   const auto isGrey = [](const cv::Mat& image) { return image.channels() == 1; };
-  const auto grey = std::count_if(images.begin(), images.end(), isGrey);
-  if (grey > 0 && grey < static_cast<std::ptrdiff_t>(images.size())) {
-    printMessage("note: " + std::to_string(grey) + " of the " + counted(images.size(), "image") +
-                 " are grey, the others colour; use --grey for an all-grey montage");
+  const std::size_t perSlab = images.size() / static_cast<std::size_t>(slabCount);
+  for (std::size_t first = 0; first < images.size(); first += perSlab) {
+    const auto slab = images.begin() + static_cast<std::ptrdiff_t>(first);
+    const auto grey = std::count_if(slab, slab + static_cast<std::ptrdiff_t>(perSlab), isGrey);
+    if (grey > 0 && grey < static_cast<std::ptrdiff_t>(perSlab)) {
+      printMessage("note: in slab " + std::to_string(first / perSlab) + ", " +
+                   std::to_string(grey) + " of the " + counted(perSlab, "image") +
+                   " are grey, the others colour; use --grey for an all-grey montage");
+    }
   }
 }
 
@@ -124,7 +129,7 @@ ExitCode montageCommand(const MontageSettings& settings) {
 
   const Stopwatch reading;
   const std::vector<cv::Mat> images = readImages(settings, progress);
-  noteMixedChannels(images);
+  noteMixedChannels(images, settings.slabs);
   const double readingSeconds = reading.seconds();
 
   progress.say("joining " + counted(images.size(), "image") + " of " + sizeText(images.front()) +

@@ -13,14 +13,14 @@
 /// Integer coordinates lie at pixel centres, x along the columns. All of it, down to the rounding
 /// of the weights, is OpenCV's `cv::remap` with `INTER_CUBIC` (kernel of Keys, "Cubic convolution
 /// interpolation for digital image processing", IEEE Trans. ASSP 29(6), 1981, with a = -0.75).
-#ifndef ORV_MONTAGE_DISTORT_CORRECT_CUBIC_INTERPOLATION_H
-#define ORV_MONTAGE_DISTORT_CORRECT_CUBIC_INTERPOLATION_H
+#ifndef ORV_MONTAGE_PLATFORM_CUBIC_INTERPOLATION_H
+#define ORV_MONTAGE_PLATFORM_CUBIC_INTERPOLATION_H
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 
-namespace ORV::Common::Algorithms::DistortCorrect {
+namespace ORV::Common::Platform {
 
 inline constexpr int kCubicTaps = 4;  ///< source pixels per direction
 inline constexpr int kCubicWeightsLog2 = 4;
@@ -53,6 +53,6 @@ const CubicWeightTable& cubicWeightTable();
 /// @param[out] out   `source.channels` bytes.
 void sampleCubicPixel(const CubicSource& source, float x, float y, std::uint8_t* out);
 
-}  // namespace ORV::Common::Algorithms::DistortCorrect
+}  // namespace ORV::Common::Platform
 
-#endif  // ORV_MONTAGE_DISTORT_CORRECT_CUBIC_INTERPOLATION_H
+#endif  // ORV_MONTAGE_PLATFORM_CUBIC_INTERPOLATION_H

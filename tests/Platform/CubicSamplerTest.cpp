@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Every result is compared with cv::remap, byte for byte, on every instruction set of the machine.
-#include "DistortCorrect/CubicSampler.h"
+#include "Platform/CubicSampler.h"
 
 #include <gtest/gtest.h>
 #include <hwy/tests/hwy_gtest.h>
@@ -11,7 +11,7 @@
 #include <limits>
 #include <memory>
 
-namespace ORV::Common::Algorithms::DistortCorrect {
+namespace ORV::Common::Platform {
 namespace {
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
@@ -237,4 +237,4 @@ TEST(CubicSampler, RejectsImagesAndTilesThatDoNotFit) {
 }
 
 }  // namespace
-}  // namespace ORV::Common::Algorithms::DistortCorrect
+}  // namespace ORV::Common::Platform

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 /// @file
 /// Fixed-point bicubic interpolation of a run of pixels, vectorised.
-#ifndef ORV_MONTAGE_DISTORT_CORRECT_CUBIC_KERNEL_H
-#define ORV_MONTAGE_DISTORT_CORRECT_CUBIC_KERNEL_H
+#ifndef ORV_MONTAGE_PLATFORM_CUBIC_KERNEL_H
+#define ORV_MONTAGE_PLATFORM_CUBIC_KERNEL_H
 
 #include "CubicInterpolation.h"
 
-namespace ORV::Common::Algorithms::DistortCorrect {
+namespace ORV::Common::Platform {
 
 /// Does `sampleCubicPixel` at each of @p count positions; same bytes, whatever the vector length.
 ///
@@ -17,6 +17,6 @@ namespace ORV::Common::Algorithms::DistortCorrect {
 void sampleCubicRun(
     const CubicSource& source, const float* x, const float* y, int count, std::uint8_t* out);
 
-}  // namespace ORV::Common::Algorithms::DistortCorrect
+}  // namespace ORV::Common::Platform
 
-#endif  // ORV_MONTAGE_DISTORT_CORRECT_CUBIC_KERNEL_H
+#endif  // ORV_MONTAGE_PLATFORM_CUBIC_KERNEL_H

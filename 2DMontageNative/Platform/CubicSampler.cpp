@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <limits>
 
-namespace ORV::Common::Algorithms::DistortCorrect {
+namespace ORV::Common::Platform {
 namespace {
 
 /// Whether cv::remap would reject the side.
@@ -47,4 +47,4 @@ void CubicSampler::sample(const cv::Mat& mapCols, const cv::Mat& mapRows, cv::Ma
   }
 }
 
-}  // namespace ORV::Common::Algorithms::DistortCorrect
+}  // namespace ORV::Common::Platform

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 /// @file
 /// Bicubic resampling of 8-bit images, tile by tile.
-#ifndef ORV_MONTAGE_DISTORT_CORRECT_CUBIC_SAMPLER_H
-#define ORV_MONTAGE_DISTORT_CORRECT_CUBIC_SAMPLER_H
+#ifndef ORV_MONTAGE_PLATFORM_CUBIC_SAMPLER_H
+#define ORV_MONTAGE_PLATFORM_CUBIC_SAMPLER_H
 
 #include <opencv2/core.hpp>
 
-namespace ORV::Common::Algorithms::DistortCorrect {
+namespace ORV::Common::Platform {
 
 /// Samples an 8-bit image at arbitrary positions: `cv::remap` with `INTER_CUBIC` and a constant
 /// border of 0, byte for byte, several times faster on one thread.
@@ -38,6 +38,6 @@ class CubicSampler {
   cv::Mat source_;
 };
 
-}  // namespace ORV::Common::Algorithms::DistortCorrect
+}  // namespace ORV::Common::Platform
 
-#endif  // ORV_MONTAGE_DISTORT_CORRECT_CUBIC_SAMPLER_H
+#endif  // ORV_MONTAGE_PLATFORM_CUBIC_SAMPLER_H

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace ORV::Common::Algorithms::DistortCorrect {
+namespace ORV::Common::Platform {
 namespace {
 
 constexpr int kUnity = 1 << kCubicWeightBits;
@@ -123,4 +123,4 @@ void sampleCubicPixel(const CubicSource& source, float x, float y, std::uint8_t*
   }
 }
 
-}  // namespace ORV::Common::Algorithms::DistortCorrect
+}  // namespace ORV::Common::Platform

@@ -6,13 +6,13 @@
 #include <cstring>
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "DistortCorrect/CubicKernel.cpp"
+#define HWY_TARGET_INCLUDE "Platform/CubicKernel.cpp"
 #include <hwy/foreach_target.h>
 // After foreach_target.h, which compiles this file once per instruction set.
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
-namespace ORV::Common::Algorithms::DistortCorrect::HWY_NAMESPACE {
+namespace ORV::Common::Platform::HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -365,11 +365,11 @@ void sampleColourRun(const CubicSource& source,
 }
 
 }  // namespace
-}  // namespace ORV::Common::Algorithms::DistortCorrect::HWY_NAMESPACE
+}  // namespace ORV::Common::Platform::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace ORV::Common::Algorithms::DistortCorrect {
+namespace ORV::Common::Platform {
 
 HWY_EXPORT(sampleGreyRun);
 HWY_EXPORT(sampleColourRun);
@@ -383,5 +383,5 @@ void sampleCubicRun(
   }
 }
 
-}  // namespace ORV::Common::Algorithms::DistortCorrect
+}  // namespace ORV::Common::Platform
 #endif  // HWY_ONCE
