@@ -2,10 +2,8 @@
 #include "Composition/PlaneWarper.h"
 
 #include "Composition/PlaneFootprint.h"
-#include "Platform/CubicSampler.h"
+#include "Composition/PlaneSampling.h"
 #include "Platform/ParallelLoop.h"
-
-#include <opencv2/imgproc.hpp>
 
 #include <cstdint>
 
@@ -20,22 +18,6 @@ constexpr int kTileSide = 128;
 
 constexpr uchar kValid = 255;
 
-/// Source positions of the destination pixels of `area`, given in plane coordinates.
-void fillMaps(PlaneProjector projector, const cv::Rect& area, cv::Mat& xMap, cv::Mat& yMap) {
-  for (int row = 0; row < area.height; ++row) {
-    const auto v = static_cast<float>(area.y + row);
-    auto* xRow = xMap.ptr<float>(row);
-    auto* yRow = yMap.ptr<float>(row);
-    for (int column = 0; column < area.width; ++column) {
-      float x = 0;
-      float y = 0;
-      projector.mapBackward(static_cast<float>(area.x + column), v, x, y);
-      xRow[column] = x;
-      yRow[column] = y;
-    }
-  }
-}
-
 /// Runs `use(tile, xMap, yMap)` for every tile of the destination `area`, in parallel; `tile` is
 /// relative to the destination's top-left pixel.
 template <class Use>
@@ -48,25 +30,9 @@ void forEachTile(const PlaneProjector& projector, const cv::Rect& area, const Us
         cv::Rect(corner, cv::Size(kTileSide, kTileSide)) & cv::Rect(cv::Point(), area.size());
     cv::Mat xMap(tile.size(), CV_32FC1);
     cv::Mat yMap(tile.size(), CV_32FC1);
-    fillMaps(projector, tile + area.tl(), xMap, yMap);
+    fillPlaneMaps(projector, tile + area.tl(), xMap, yMap);
     use(tile, xMap, yMap);
   });
-}
-
-/// The one place where pixels are sampled; tiles give what `cv::remap` gives for the whole.
-void sample(const cv::Mat& source,
-            const cv::Mat& xMap,
-            const cv::Mat& yMap,
-            Sampling sampling,
-            cv::Mat destination) {
-  const bool grey = source.type() == CV_8UC1;
-  const bool colour = source.type() == CV_8UC3;
-  if (sampling.interpolation == cv::INTER_CUBIC && sampling.border == cv::BORDER_CONSTANT &&
-      (grey || colour)) {
-    Platform::CubicSampler(source).sample(xMap, yMap, destination);
-    return;
-  }
-  cv::remap(source, destination, xMap, yMap, sampling.interpolation, sampling.border);
 }
 
 /// Whether every position reads pixels of the source only, by any of OpenCV's interpolations. The
@@ -123,7 +89,7 @@ cv::Rect ParallelPlaneWarper::buildMaps(cv::Size sourceSize,
   Platform::parallelFor(0, area.height, [&](int row) {
     cv::Mat xRow = x.row(row);
     cv::Mat yRow = y.row(row);
-    fillMaps(projector_, {area.x, area.y + row, area.width, 1}, xRow, yRow);
+    fillPlaneMaps(projector_, {area.x, area.y + row, area.width, 1}, xRow, yRow);
   });
   return {area.tl(), area.br() - cv::Point(1, 1)};  // OpenCV's: between corner pixels
 }
@@ -144,7 +110,7 @@ cv::Point ParallelPlaneWarper::warp(cv::InputArray source,
   }
   forEachTile(
       projector_, area, [&](const cv::Rect& tile, const cv::Mat& xMap, const cv::Mat& yMap) {
-        sample(from, xMap, yMap, {interpolation, border}, to(tile));
+        samplePixels(from, xMap, yMap, {interpolation, border}, to(tile));
       });
   return area.tl();
 }
@@ -162,11 +128,11 @@ cv::Point ParallelPlaneWarper::warpWithMask(const cv::Mat& image,
   cv::Mat warpedMask(area.size(), CV_8UC1);
   forEachTile(
       projector_, area, [&](const cv::Rect& tile, const cv::Mat& xMap, const cv::Mat& yMap) {
-        sample(image, xMap, yMap, imageSampling, warpedImage(tile));
+        samplePixels(image, xMap, yMap, imageSampling, warpedImage(tile));
         if (liesInside(xMap, yMap, image.size())) {
           warpedMask(tile).setTo(kValid);
         } else {
-          sample(allValid, xMap, yMap, maskSampling, warpedMask(tile));
+          samplePixels(allValid, xMap, yMap, maskSampling, warpedMask(tile));
         }
       });
   warped = warpedImage;

@@ -4,17 +4,13 @@
 #ifndef ORV_MONTAGE_COMPOSITION_PLANE_WARPER_H
 #define ORV_MONTAGE_COMPOSITION_PLANE_WARPER_H
 
+#include "Composition/PlaneSampling.h"
+
 #include <opencv2/core.hpp>
 #include <opencv2/stitching/detail/warpers.hpp>
 #include <opencv2/stitching/warpers.hpp>
 
 namespace ORV::Common::Algorithms::Montage::Composition {
-
-/// How `cv::remap` reads a source: one of OpenCV's interpolation and one of its border modes.
-struct Sampling {
-  int interpolation;
-  int border;
-};
 
 /// Projects images onto the plane z = 1 with the corners, maps and pixels of
 /// `cv::detail::PlaneWarper`, bit for bit.
