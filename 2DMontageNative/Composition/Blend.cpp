@@ -49,9 +49,9 @@ int Blend::Process(std::vector<cv::Mat>& images,
                    bool /*tryGpu*/,
                    cv::Mat& result) {
   const Platform::CpuOnly cpuOnly;
-  const SlabComposer composer(
-      warp.warper, {cameras, corners, sizes, composeScale}, {masks, compensator});
-  result = composer.compose(images, *blender);
+  SlabComposer composer(
+      warp.warper, {cameras, corners, sizes, composeScale}, {masks, compensator}, *blender);
+  result = composer.compose(images);
   return kSuccess;
 }
 
@@ -64,8 +64,8 @@ int Blend::Process(std::vector<cv::Mat>& images,
                    int /*blendType*/,
                    cv::Mat& result) {
   const Platform::CpuOnly cpuOnly;
-  const SlabComposer composer(warp.warper, {cameras, corners, sizes, composeScale});
-  result = composer.compose(images, *blender);
+  SlabComposer composer(warp.warper, {cameras, corners, sizes, composeScale}, *blender);
+  result = composer.compose(images);
   return kSuccess;
 }
 

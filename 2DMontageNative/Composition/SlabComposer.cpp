@@ -3,16 +3,21 @@
 
 #include "Composition/PlaneFootprint.h"
 #include "Composition/ScaleTolerance.h"
+#include "Platform/ParallelLoop.h"
 
 #include <opencv2/imgproc.hpp>
+#include <opencv2/stitching/detail/util.hpp>
 
 #include <algorithm>
+#include <typeinfo>
 
 namespace ORV::Common::Algorithms::Montage::Composition {
 namespace {
 
 constexpr float kFeatherSharpness = 0.1F;
 constexpr int kBandCount = 3;
+
+constexpr int kColourChannels = 3;
 
 /// The image at composition scale; shares the pixels where nothing is to be resampled.
 cv::Mat scaledForComposition(const cv::Mat& image, double composeScale) {
@@ -24,13 +29,53 @@ cv::Mat scaledForComposition(const cv::Mat& image, double composeScale) {
   return scaled;
 }
 
-cv::Mat colourOf(const cv::Mat& warped) {
-  if (warped.type() != CV_8UC1) {
-    return warped;
+/// The size that `scaledForComposition` gives, without resampling.
+cv::Size scaledSizeForComposition(cv::Size size, double composeScale) {
+  if (countsAsFullResolution(composeScale - 1.0)) {
+    return size;
   }
-  cv::Mat colour;
-  cv::cvtColor(warped, colour, cv::COLOR_GRAY2BGR);
-  return colour;
+  const cv::Size scaled(cvRound(size.width * composeScale), cvRound(size.height * composeScale));
+  CV_Assert(!scaled.empty());
+  return scaled;
+}
+
+/// The channels of an image that the montage is made of: a grey montage takes the first one of
+/// every image, a colour montage repeats that of a grey image.
+cv::Mat withChannels(const cv::Mat& image, int channels) {
+  if (image.channels() == channels) {
+    return image;
+  }
+  cv::Mat converted;
+  if (channels == 1) {
+    cv::extractChannel(image, converted, 0);
+  } else {
+    cv::cvtColor(image, converted, cv::COLOR_GRAY2BGR);
+  }
+  return converted;
+}
+
+std::vector<cv::Size> sizesOf(const std::vector<cv::Mat>& images) {
+  std::vector<cv::Size> sizes;
+  sizes.reserve(images.size());
+  for (const cv::Mat& image : images) {
+    sizes.push_back(image.size());
+  }
+  return sizes;
+}
+
+/// The gains per block that the compensator would multiply image `index` by, or none if it may work
+/// in another way.
+std::optional<cv::Mat> blockGainsOf(cv::detail::ExposureCompensator& compensator,
+                                    std::size_t index) {
+  if (typeid(compensator) != typeid(cv::detail::BlocksGainCompensator)) {
+    return {};
+  }
+  std::vector<cv::Mat> gains;
+  compensator.getMatGains(gains);
+  if (index >= gains.size() || gains[index].type() != CV_32FC1) {
+    return {};
+  }
+  return gains[index];
 }
 
 }  // namespace
@@ -50,81 +95,123 @@ cv::Ptr<cv::detail::Blender> makeBlender(int blendType, bool tryGpu) {
   return blender;
 }
 
-SlabComposer::SlabComposer(cv::Ptr<cv::detail::RotationWarper> warper, SlabGeometry geometry)
-    : warper_(std::move(warper)), geometry_(std::move(geometry)), withSeams_(false) {}
+SlabComposer::SlabComposer(cv::Ptr<cv::detail::RotationWarper> warper,
+                           SlabGeometry geometry,
+                           const cv::detail::Blender& blender)
+    : warper_(std::move(warper)), geometry_(std::move(geometry)), blender_(blender) {}
 
 SlabComposer::SlabComposer(cv::Ptr<cv::detail::RotationWarper> warper,
                            SlabGeometry geometry,
-                           SlabSeams seams)
+                           SlabSeams seams,
+                           const cv::detail::Blender& blender)
     : warper_(std::move(warper)),
       geometry_(std::move(geometry)),
       seams_(std::move(seams)),
-      withSeams_(true) {}
+      blender_(blender) {}
 
-cv::Mat SlabComposer::compose(const std::vector<cv::Mat>& images,
-                              cv::detail::Blender& blender) const {
-  requireMontageSize(geometry_.corners, geometry_.sizes);
-  blender.prepare(geometry_.corners, geometry_.sizes);
+cv::Mat SlabComposer::compose(const std::vector<cv::Mat>& images) {
+  layOut(images);
+  WarpedImages warped;
   for (std::size_t i = 0; i < images.size(); ++i) {
-    const WarpedImage warped = withSeams_ ? warpWithinSeams(images[i], i) : warpWhole(images[i], i);
-    // Footprints are predicted from sizes rounded in single precision and may be one pixel smaller
-    // than the warped image; OpenCV's blenders would write past the montage.
-    const cv::Rect inside(0,
-                          0,
-                          std::min(warped.pixels.cols, geometry_.sizes[i].width),
-                          std::min(warped.pixels.rows, geometry_.sizes[i].height));
-    cv::Mat pixels16;
-    warped.pixels(inside).convertTo(pixels16, CV_16S);
-    // A clone of a cropped mask: the multi-band blender reads what surrounds a region.
-    const cv::Mat mask =
-        inside.size() == warped.mask.size() ? warped.mask : warped.mask(inside).clone();
-    blender.feed(pixels16, mask, geometry_.corners[i]);
+    warped.push_back(warp(images[i], i));
   }
-
-  cv::Mat blended;
-  cv::Mat blendedMask;
-  blender.blend(blended, blendedMask);
-  cv::Mat montage;
-  blended.convertTo(montage, CV_8U);
-  if (!images.empty() && images[0].type() == CV_8UC1) {
-    cv::Mat grey;
-    cv::extractChannel(montage, grey, 0);
-    return grey;
-  }
+  const TileBlending& blending = *layout_->blending;
+  cv::Mat montage(layout_->montage.size(), CV_8UC(layout_->channels));
+  const int side = blending.tileSide();
+  const int across = (montage.cols + side - 1) / side;
+  const int down = (montage.rows + side - 1) / side;
+  Platform::parallelFor(0, across * down, [&](int index) {
+    const cv::Rect tile = cv::Rect(index % across * side, index / across * side, side, side) &
+                          cv::Rect(cv::Point(), montage.size());
+    blending.blend(warped, tile, montage(tile));
+  });
   return montage;
 }
 
-SlabComposer::WarpedImage SlabComposer::warpWithinSeams(const cv::Mat& image,
-                                                        std::size_t index) const {
-  const cv::detail::CameraParams& camera = geometry_.cameras[index];
-  cv::Mat warped;
-  warpOntoPlane(*warper_,
-                scaledForComposition(image, geometry_.composeScale),
-                intrinsicsOf(camera),
-                camera.R,
-                cv::INTER_CUBIC,
-                cv::BORDER_CONSTANT,
-                warped);
-  WarpedImage result;
-  cv::resize(seams_.masks[index], result.mask, warped.size(), 0, 0, cv::INTER_LINEAR);
-  result.pixels = colourOf(warped);
-  seams_.compensator->apply(
-      static_cast<int>(index), geometry_.corners[index], result.pixels, result.mask);
-  return result;
+/// Prepares for images of these sizes, unless the last slab had the same.
+void SlabComposer::layOut(const std::vector<cv::Mat>& images) {
+  const int channels = images.empty() ? kColourChannels : images[0].channels();
+  std::vector<cv::Size> imageSizes = sizesOf(images);
+  if (layout_ && layout_->imageSizes == imageSizes && layout_->channels == channels) {
+    return;
+  }
+  layout_.reset();
+  requireMontageSize(geometry_.corners, geometry_.sizes);
+  Layout layout{std::move(imageSizes),
+                channels,
+                cv::detail::resultRoi(geometry_.corners, geometry_.sizes),
+                {},
+                {},
+                {}};
+  std::vector<PlacedMask> masks;
+  for (std::size_t i = 0; i < images.size(); ++i) {
+    const cv::Size scaled = scaledSizeForComposition(images[i].size(), geometry_.composeScale);
+    layout.placements.push_back(place(i, scaled, layout.montage.tl()));
+    masks.push_back({layout.placements[i].area, layout.placements[i].mask});
+  }
+  layout.blending = makeTileBlending(blender_, std::move(masks), layout.montage.size());
+  for (std::size_t i = 0; i < images.size(); ++i) {
+    layout.samplers.push_back(samplerOf(layout, i));
+    layout.placements[i].mask.release();  // from here on with the blending, as it needs it
+  }
+  layout_ = std::move(layout);
 }
 
-SlabComposer::WarpedImage SlabComposer::warpWhole(const cv::Mat& image, std::size_t index) const {
-  const cv::detail::CameraParams& camera = geometry_.cameras[index];
+ImagePlacement SlabComposer::place(std::size_t index, cv::Size scaledSize, cv::Point origin) const {
+  return seams_ ? placeWithinSeams(*warper_, geometry_, *seams_, index, scaledSize, origin)
+                : placeWhole(*warper_, geometry_, index, scaledSize, origin);
+}
+
+std::optional<PlaneSampler> SlabComposer::samplerOf(const Layout& layout, std::size_t index) const {
+  const ImagePlacement& placement = layout.placements[index];
+  const cv::Size footprint = placement.footprint.size();
+  const auto projector = planeProjectorOf(*warper_, placement);
+  if (!projector) {
+    return {};
+  }
+  std::optional<BlockGains> gains;
+  if (seams_) {
+    const auto perBlock = blockGainsOf(*seams_->compensator, index);
+    if (!perBlock) {
+      return {};
+    }
+    gains.emplace(*perBlock, footprint, layout.channels);
+  }
+  return PlaneSampler{*projector,
+                      placement.footprint.tl(),
+                      sampling(),
+                      wantedCells(placement.mask, footprint, layout.blending->reach()),
+                      std::move(gains)};
+}
+
+std::unique_ptr<WarpedImage> SlabComposer::warp(const cv::Mat& image, std::size_t index) const {
+  CV_Assert(image.type() == CV_8UC1 || image.type() == CV_8UC3);
   const cv::Mat scaled = scaledForComposition(image, geometry_.composeScale);
-  const cv::Mat fullMask(scaled.size(), CV_8U, cv::Scalar::all(255));
-  const cv::Mat K = intrinsicsOf(camera);
+  const auto& sampler = layout_->samplers[index];
+  if (sampler) {
+    return std::make_unique<SampledImage>(withChannels(scaled, layout_->channels), *sampler);
+  }
+  return std::make_unique<StoredImage>(withChannels(warpWhole(scaled, index), layout_->channels));
+}
+
+/// Warps and compensates the image as a whole, through whatever warper and compensator there are.
+cv::Mat SlabComposer::warpWhole(const cv::Mat& scaled, std::size_t index) const {
+  const ImagePlacement& placement = layout_->placements[index];
+  const auto [interpolation, border] = sampling();
   cv::Mat warped;
-  WarpedImage result;
-  warpOntoPlane(*warper_, scaled, K, camera.R, cv::INTER_LINEAR, cv::BORDER_REFLECT, warped);
-  warpOntoPlane(
-      *warper_, fullMask, K, camera.R, cv::INTER_NEAREST, cv::BORDER_CONSTANT, result.mask);
-  result.pixels = colourOf(warped);
-  return result;
+  warper_->warp(scaled, placement.K, placement.R, interpolation, border, warped);
+  warped = withChannels(warped, kColourChannels);
+  if (seams_) {
+    cv::Mat mask;
+    cv::resize(seams_->masks[index], mask, warped.size(), 0, 0, cv::INTER_LINEAR);
+    seams_->compensator->apply(static_cast<int>(index), geometry_.corners[index], warped, mask);
+  }
+  return warped;
+}
+
+Sampling SlabComposer::sampling() const {
+  return seams_ ? Sampling{cv::INTER_CUBIC, cv::BORDER_CONSTANT}
+                : Sampling{cv::INTER_LINEAR, cv::BORDER_REFLECT};
 }
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition

@@ -4,57 +4,83 @@
 #ifndef ORV_MONTAGE_COMPOSITION_SLAB_COMPOSER_H
 #define ORV_MONTAGE_COMPOSITION_SLAB_COMPOSER_H
 
+#include "Composition/ImagePlacement.h"
+#include "Composition/TileBlending.h"
+#include "Composition/WarpedImage.h"
+
 #include <opencv2/core.hpp>
 #include <opencv2/stitching/detail/blenders.hpp>
-#include <opencv2/stitching/detail/camera.hpp>
-#include <opencv2/stitching/detail/exposure_compensate.hpp>
 #include <opencv2/stitching/detail/warpers.hpp>
 
+#include <memory>
+#include <optional>
 #include <vector>
 
 namespace ORV::Common::Algorithms::Montage::Composition {
-
-/// Where the images of a slab go: one entry per image, all at composition scale.
-struct SlabGeometry {
-  std::vector<cv::detail::CameraParams> cameras;
-  std::vector<cv::Point> corners;  ///< top-left of each footprint
-  std::vector<cv::Size> sizes;     ///< size of each footprint
-  double composeScale;             ///< composition / full resolution
-};
-
-/// Seam masks at seam scale and the compensator that holds the gains; without masks, whole
-/// footprints are blended and no gains applied.
-struct SlabSeams {
-  std::vector<cv::Mat> masks;
-  cv::Ptr<cv::detail::ExposureCompensator> compensator;
-};
 
 /// Makes the blender of a kind (0 none, 1 feather, 2 multi-band); an empty pointer for other kinds.
 cv::Ptr<cv::detail::Blender> makeBlender(int blendType, bool tryGpu);
 
 /// Composes the montages of slabs that share their geometry.
+///
+/// The montage is made tile by tile on all cores: each image that touches a tile is warped there,
+/// brought to its gain and blended while the tile is in the cache, and only where the montage needs
+/// it. The bytes are those of warping, compensating and blending whole images with OpenCV, one
+/// after the other.
+///
+/// What depends on geometry alone is made for the first slab and kept: masks, 1 byte per pixel of
+/// the footprints, and for multi-band blending the coarser levels of their pyramids, 1.4 bytes
+/// more; making those takes 4 bytes per pixel of one footprint per thread. Beyond that and the
+/// result a slab takes less than 16 MB per thread, whatever its size, and a copy of its images at
+/// composition scale where that is not full resolution or the channels differ. A warper other than
+/// the library's or OpenCV's plane warper, or a compensator other than for gains per block, has the
+/// warped images of a slab held as a whole.
 class SlabComposer {
  public:
-  SlabComposer(cv::Ptr<cv::detail::RotationWarper> warper, SlabGeometry geometry);
-  SlabComposer(cv::Ptr<cv::detail::RotationWarper> warper, SlabGeometry geometry, SlabSeams seams);
+  /// Blends whole footprints without exposure gains.
+  ///
+  /// @param[in] blender  the kind of blending and its settings; borrowed, and not used for blending
+  ///   itself.
+  SlabComposer(cv::Ptr<cv::detail::RotationWarper> warper,
+               SlabGeometry geometry,
+               const cv::detail::Blender& blender);
+
+  /// Blends within seam masks and applies the gains.
+  SlabComposer(cv::Ptr<cv::detail::RotationWarper> warper,
+               SlabGeometry geometry,
+               SlabSeams seams,
+               const cv::detail::Blender& blender);
 
   /// @param[in] images  one slab, full resolution, `CV_8UC1` or `CV_8UC3`, in the cameras' order.
   /// @return the montage in new memory: 8-bit, one channel if the first image has one, else three.
-  cv::Mat compose(const std::vector<cv::Mat>& images, cv::detail::Blender& blender) const;
+  cv::Mat compose(const std::vector<cv::Mat>& images);
 
  private:
-  struct WarpedImage {
-    cv::Mat pixels;  ///< `CV_8UC3`
-    cv::Mat mask;    ///< `CV_8UC1`, of the same size
+  /// What slabs whose images have the same sizes share.
+  struct Layout {
+    std::vector<cv::Size> imageSizes;
+    int channels;  ///< of the montage
+    cv::Rect montage;
+    std::vector<ImagePlacement> placements;
+    std::unique_ptr<TileBlending> blending;
+    std::vector<std::optional<PlaneSampler>> samplers;  ///< empty: to be warped as a whole
   };
 
-  WarpedImage warpWithinSeams(const cv::Mat& image, std::size_t index) const;
-  WarpedImage warpWhole(const cv::Mat& image, std::size_t index) const;
+  void layOut(const std::vector<cv::Mat>& images);
+  [[nodiscard]] ImagePlacement place(std::size_t index,
+                                     cv::Size scaledSize,
+                                     cv::Point origin) const;
+  [[nodiscard]] std::optional<PlaneSampler> samplerOf(const Layout& layout,
+                                                      std::size_t index) const;
+  [[nodiscard]] std::unique_ptr<WarpedImage> warp(const cv::Mat& image, std::size_t index) const;
+  [[nodiscard]] cv::Mat warpWhole(const cv::Mat& scaled, std::size_t index) const;
+  [[nodiscard]] Sampling sampling() const;
 
   cv::Ptr<cv::detail::RotationWarper> warper_;
   SlabGeometry geometry_;
-  SlabSeams seams_;
-  bool withSeams_;
+  std::optional<SlabSeams> seams_;
+  const cv::detail::Blender& blender_;
+  std::optional<Layout> layout_;
 };
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition

@@ -113,13 +113,14 @@ SlabComposer makeComposer(Scaler& scaler,
                           std::vector<cv::detail::CameraParams> cameras,
                           const SeamResult& seams,
                           bool withSeams,
+                          const cv::detail::Blender& blender,
                           std::vector<cv::Point>& corners) {
   scaler.blendScale(cameras, warp, corners);
   Composition::SlabGeometry geometry{cameras, corners, scaler.sizes, scaler.composeScale};
   if (withSeams) {
-    return {warp.warper, std::move(geometry), {seams.masks, compensate.compensator}};
+    return {warp.warper, std::move(geometry), {seams.masks, compensate.compensator}, blender};
   }
-  return {warp.warper, std::move(geometry)};
+  return {warp.warper, std::move(geometry), blender};
 }
 
 }  // namespace
@@ -174,13 +175,19 @@ int runMontage(const PipelineVariant& variant,
   // Every slab with that geometry; it is the same for all of them.
   std::vector<cv::Point> corners = seams.corners;
   if (request.slabCount > 0) {
-    const SlabComposer composer = makeComposer(
-        scaler, warp, compensate, registered.cameras, seams, request.useGraphCutSeams, corners);
     const cv::Ptr<cv::detail::Blender> blender = Composition::makeBlender(
         request.blendEnabled ? variant.blending : cv::detail::Blender::NO, request.tryGpu);
+    SlabComposer composer = makeComposer(scaler,
+                                         warp,
+                                         compensate,
+                                         registered.cameras,
+                                         seams,
+                                         request.useGraphCutSeams,
+                                         *blender,
+                                         corners);
     for (int slab = 0; slab < request.slabCount; ++slab) {
       cv::Mat montage =
-          composer.compose(keptImages(request, processingOrder, componentIndices, slab), *blender);
+          composer.compose(keptImages(request, processingOrder, componentIndices, slab));
       if (variant.normaliseBrightness) {
         normaliseBrightness(montage);
       }

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+/// @file
+/// The pixels of one warped image of a slab, read part by part.
+#ifndef ORV_MONTAGE_COMPOSITION_WARPED_IMAGE_H
+#define ORV_MONTAGE_COMPOSITION_WARPED_IMAGE_H
+
+#include "Composition/BlockGains.h"
+#include "Composition/ImagePlacement.h"
+#include "Composition/PlaneSampling.h"
+
+#include <opencv2/core.hpp>
+#include <opencv2/stitching/detail/warpers.hpp>
+
+#include <optional>
+
+namespace ORV::Common::Algorithms::Montage::Composition {
+
+/// An image on the montage plane, with its exposure gains.
+class WarpedImage {
+ public:
+  WarpedImage() = default;
+  WarpedImage(const WarpedImage&) = delete;
+  WarpedImage& operator=(const WarpedImage&) = delete;
+  virtual ~WarpedImage() = default;
+
+  /// @param[in] area  relative to the image's footprint, inside it.
+  /// @return 8-bit pixels of the area; not to be written. Pixels that do not bear on the montage
+  /// may
+  ///   be zero.
+  /// @note Several threads may read at once.
+  [[nodiscard]] virtual cv::Mat read(const cv::Rect& area) const = 0;
+};
+
+/// An image that was warped as a whole.
+class StoredImage : public WarpedImage {
+ public:
+  explicit StoredImage(cv::Mat pixels) : pixels_(std::move(pixels)) {}
+  [[nodiscard]] cv::Mat read(const cv::Rect& area) const override { return pixels_(area); }
+
+ private:
+  cv::Mat pixels_;
+};
+
+/// What sampling one image of every slab needs besides its pixels.
+struct PlaneSampler {
+  cv::detail::PlaneProjector projector;
+  cv::Point corner;  ///< top-left of the footprint on the plane
+  Sampling sampling;
+  cv::Mat wanted;  ///< see `wantedCells`
+  std::optional<BlockGains> gains;
+};
+
+/// An image that is warped where it is read, with the bytes of the whole warped image.
+class SampledImage : public WarpedImage {
+ public:
+  /// @param[in] source  at composition scale, `CV_8UC1` or `CV_8UC3`; its pixels are shared.
+  /// @param[in] sampler  borrowed.
+  SampledImage(cv::Mat source, const PlaneSampler& sampler)
+      : source_(std::move(source)), sampler_(sampler) {}
+  [[nodiscard]] cv::Mat read(const cv::Rect& area) const override;
+
+ private:
+  void sampleTile(const cv::Rect& tile, cv::Mat pixels) const;
+
+  cv::Mat source_;
+  const PlaneSampler& sampler_;
+};
+
+/// The projection that `warper` would use, or none if its kind may warp in another way than
+/// OpenCV's plane warper.
+std::optional<cv::detail::PlaneProjector> planeProjectorOf(const cv::detail::RotationWarper& warper,
+                                                           const ImagePlacement& placement);
+
+/// Marks the square cells of a footprint that may come within `reach` pixels of a non-zero mask
+/// value.
+///
+/// @param[in] mask  from the footprint's top-left pixel, not larger than it.
+/// @return `CV_8UC1`, one value per cell, non-zero where marked.
+cv::Mat wantedCells(const cv::Mat& mask, cv::Size footprint, int reach);
+
+}  // namespace ORV::Common::Algorithms::Montage::Composition
+
+#endif  // ORV_MONTAGE_COMPOSITION_WARPED_IMAGE_H
