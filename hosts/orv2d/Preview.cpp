@@ -20,8 +20,11 @@ cv::Mat contentOf(const cv::Mat& grey) {
   cv::resize(grey > kDark, content, {}, scale, scale, cv::INTER_NEAREST);
   const int gap = std::max(1, std::min(content.cols, content.rows) / kGapsPerSide);
   const cv::Mat kernel = cv::getStructuringElement(cv::MORPH_RECT, {gap, gap});
+  // Dark all around, or the closing would join content near the border to the border.
+  const cv::Rect inner(cv::Point(gap, gap), content.size());
+  cv::copyMakeBorder(content, content, gap, gap, gap, gap, cv::BORDER_CONSTANT);
   cv::morphologyEx(content, content, cv::MORPH_CLOSE, kernel);
-  cv::resize(content, content, grey.size(), 0, 0, cv::INTER_NEAREST);
+  cv::resize(content(inner), content, grey.size(), 0, 0, cv::INTER_NEAREST);
   return content;
 }
 

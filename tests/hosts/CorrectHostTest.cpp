@@ -155,6 +155,17 @@ TEST_F(CorrectHost, DrawsTheSourceGridOverThePreview) {
   EXPECT_GT(middle[1], middle[2] + 50);
 }
 
+TEST_F(CorrectHost, DrawsThePreviewOfContentNearTheSourceBorder) {
+  // Grid lines in the dark corners of the source would reach the borders of the frame.
+  cv::imwrite(path("large.png").string(), disc(300, 0.95, 3));
+  ASSERT_EQ(run("correct large.png -o out.png --preview grid.png --mode range "
+                "--min-angle-deg -80 --max-angle-deg 80 " +
+                kLens)
+                .exitCode,
+            0);
+  EXPECT_NEAR(image("grid.png").cols, image("out.png").cols, 2);
+}
+
 TEST_F(CorrectHost, SaysWhichBorderTheContentTouches) {
   expectFailure("disc.png --mode range --min-angle-deg -30 --max-angle-deg 60 " + kLens,
                 "left and top");
