@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # usage: run_examples.sh BUILD_FOLDER EXAMPLES_FOLDER
-# The demo in small: rendered views become montages, and every position is compared with the truth.
+# The demo in small: rendered views become montages, and every position is compared with the truth;
+# a rendered wide-angle view is corrected and compared with the photograph.
 set -euo pipefail
 build=$1
 examples=$2
@@ -28,3 +29,16 @@ if "$build/smallest_host" "$out/none.jpg" "$out/slab0_view0.png" 2>"$out/message
 fi
 grep -q "no montage: status 1" "$out/message"
 [ ! -e "$out/none.jpg" ]
+
+landscape=$backgrounds/aitzgorri_by_Aitzol_Berasategi.jpg
+"$build/wide_angle_truth" render "$landscape" 600 "$out"
+for mode in range fov; do
+  "$build/orv2d" correct "$out/wide.png" -o "$out/$mode.png" --mode "$mode" --lens "$out/lens.json" \
+    --report "$out/$mode.json" --quiet
+  "$build/wide_angle_truth" compare "$landscape" "$out/$mode.json" 0.1
+done
+# The measure must see a truth that is moved by half a pixel.
+if "$build/wide_angle_truth" compare "$landscape" "$out/fov.json" 0.4 0.5; then
+  echo "a shift of half a pixel went unnoticed"
+  exit 1
+fi
