@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Shows the montage at work, from a fresh Debian 12 to a picture.
+# Shows the montage and the distortion correction at work, from a fresh Debian 12 to pictures.
 #
-# usage: ./demo.sh             overlapping views are rendered from a photograph of Debian's wallpapers
-#        ./demo.sh IMAGE...    your own overlapping photographs, all of one size
+# usage: ./demo.sh             overlapping views and a wide-angle view are rendered from photographs
+#                              of Debian's wallpapers
+#        ./demo.sh IMAGE...    montage of your own overlapping photographs, all of one size
 #
 # Everything it makes lies in demo-output/.
 set -euo pipefail
@@ -17,13 +18,14 @@ cd "$(dirname "$0")"
 backgrounds=/usr/share/backgrounds
 photograph=$backgrounds/life_by_Aitzol_Berasategi.jpg
 unrelated=$backgrounds/aitzgorri_by_Aitzol_Berasategi.jpg
+landscape=$unrelated
 out=demo-output
 slabs=1
 
 echo "== Installing what is needed, building"
 .ci/deps
 cmake -S . -B build -G Ninja >/dev/null
-cmake --build build --target orv2d render_views
+cmake --build build --target orv2d render_views wide_angle_truth
 
 mkdir -p "$out"
 rm -f "$out/truth.json" # of an earlier run
@@ -51,6 +53,28 @@ for pipeline in diagnostic basic; do
   fi
 done
 
+pictures=("$out"/*_montage*.png "$out"/*_overlay.png)
+if [ "$#" -eq 0 ]; then
+  echo
+  echo "== Rendering what a fisheye lens of 150 degrees sees of $landscape"
+  build/wide_angle_truth render "$landscape" 1600 "$out"
+  cat "$out/lens.json"
+  pictures+=("$out/wide.png")
+
+  # Both framings by angles: range has row 0 at the lower end, so its picture is upside down.
+  for mode in range fov; do
+    echo
+    echo "== orv2d correct --mode $mode"
+    build/orv2d correct "$out/wide.png" -o "$out/${mode}_corrected.png" --mode "$mode" \
+      --lens "$out/lens.json" --report "$out/${mode}_corrected.json" \
+      --preview "$out/${mode}_preview.png"
+    echo
+    echo "Against the photograph:"
+    build/wide_angle_truth compare "$landscape" "$out/${mode}_corrected.json"
+    pictures+=("$out/${mode}_corrected.png" "$out/${mode}_preview.png")
+  done
+fi
+
 echo
 echo "== Look at"
-ls "$PWD/$out"/*_montage*.png "$PWD/$out"/*_overlay.png
+printf '%s\n' "${pictures[@]/#/$PWD/}"
