@@ -121,24 +121,6 @@ void wholeStitcher(benchmark::State& state, const Images& images) {
   state.counters["megapixels"] = static_cast<double>(panorama.total()) / 1e6;
 }
 
-void tenSlabsOurs(benchmark::State& state, const Images& images) {
-  std::vector<cv::Mat> montages;
-  for (auto _ : state) {
-    montage(images, 10, montages);
-  }
-}
-
-void tenSlabsStitcher(benchmark::State& state, const Images& images) {
-  for (auto _ : state) {
-    const cv::Ptr<cv::Stitcher> stitcher = makeStitcher();
-    stitcher->estimateTransform(images);
-    std::vector<cv::Mat> panoramas(10);
-    for (cv::Mat& panorama : panoramas) {
-      stitcher->composePanorama(images, panorama);
-    }
-  }
-}
-
 void growthOfMontage(
     benchmark::State& state, int count, double megapixels, int slabCount, int threads) {
   const Images images = renderedGrid(count, 4, megapixels);
@@ -204,12 +186,7 @@ void registerPhotographs() {
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   registerPhotographs();
-  const Images grid = renderedGrid(12, 4, 2.0);
-  registerPair("rendered_12x2MP", grid);
-  for (const auto& [name, run] :
-       {std::pair{"tenSlabsOurs", tenSlabsOurs}, {"tenSlabsStitcher", tenSlabsStitcher}}) {
-    benchmark::RegisterBenchmark(name, run, grid)->Unit(benchmark::kMillisecond)->UseRealTime();
-  }
+  registerPair("rendered_12x2MP", renderedGrid(12, 4, 2.0));
   for (const int count : {2, 4, 8, 16, 24}) {
     registerGrowth("images", count, count, 0.5, 1, 2);
   }

@@ -43,9 +43,9 @@ ROWS = [
     Row("matching, SURF", "MatchingBenchmark", "surfExact", "surfOpenCv", 1.0),
     Row("warping, bicubic", "WarpingBenchmark", "cubicOurs", "cubicOpenCv", 1.0),
     Row("warping, bilinear", "WarpingBenchmark", "linearOurs", "linearOpenCv", 1.0),
-    Row("further slab", "SlabBenchmark", "slabOurs", "slabPlain", 2.0),
+    Row("further slab", "SlabBenchmark", "furtherSlab", "furtherSlabPlain", 2.0),
     Row("whole montage", "MontageBenchmark", "wholeOurs", "wholeStitcher", 1.0),
-    Row("10 slabs", "MontageBenchmark", "tenSlabsOurs", "tenSlabsStitcher", 2.5),
+    Row("10 slabs", "SlabBenchmark", "tenSlabs", "tenSlabsStitcher", 2.5),
 ]
 
 
