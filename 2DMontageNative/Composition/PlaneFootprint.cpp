@@ -34,9 +34,7 @@ void requireMontageSize(long long width, long long height) {
 }
 
 void requireMontageSize(const std::vector<cv::Point>& corners, const std::vector<cv::Size>& sizes) {
-  if (corners.empty() || corners.size() != sizes.size()) {
-    return;  // OpenCV's blender refuses these itself
-  }
+  CV_Assert(!corners.empty() && corners.size() == sizes.size());
   long long left = corners[0].x;
   long long top = corners[0].y;
   long long right = left;

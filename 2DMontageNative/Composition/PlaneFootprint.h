@@ -24,7 +24,7 @@ cv::Mat intrinsicsOf(const cv::detail::CameraParams& camera, double aspect);
 /// degenerate cameras give footprints of millions of pixels.
 void requireMontageSize(long long width, long long height);
 
-/// The same for the union of footprints, the area of a montage.
+/// The same for the union of footprints, the area of a montage; raises it also without footprints.
 void requireMontageSize(const std::vector<cv::Point>& corners, const std::vector<cv::Size>& sizes);
 
 /// Warps `source` onto the montage plane through a camera with intrinsics K (see `intrinsicsOf`)
