@@ -66,8 +66,42 @@ void squarePlain(benchmark::State& state) {
     benchmark::DoNotOptimize(plain::square(view, kSide, 1.0, image).image.data);
   }
 }
+
+/// Argument: side of the output; colour, not rotated.
+void growth(benchmark::State& state) {
+  const cv::Mat image = photograph(3);
+  const plain::View view = viewOf(false);
+  for (auto _ : state) {
+    cv::Mat result = image;
+    plain::Result out{0, {}, view.yaw, view.pitch, {}};
+    SterProject().Process(view.halfFieldAngle,
+                          view.cubicCoeff,
+                          view.linearCoeff,
+                          out.yaw,
+                          out.pitch,
+                          view.roll,
+                          static_cast<int>(state.range(0)),
+                          1.0,
+                          out.bounds[0],
+                          out.bounds[1],
+                          out.bounds[2],
+                          out.bounds[3],
+                          result);
+    benchmark::DoNotOptimize(result.data);
+  }
+}
+
 BENCHMARK(squareOurs)->ArgsProduct({{1, 3}, {0, 1}})->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(squarePlain)->ArgsProduct({{1, 3}, {0, 1}})->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(growth)
+    ->ArgName("output side")
+    ->Arg(1000)
+    ->Arg(2000)
+    ->Arg(4000)
+    ->Arg(8000)
+    ->Arg(16000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 /// A frame of about 9000 x 9000 pixels, as the angular range and the field of view choose it.
 constexpr double kConeDeg = 89.0;

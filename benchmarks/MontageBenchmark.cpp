@@ -168,15 +168,29 @@ Images photographsIn(const std::filesystem::path& folder) {
   return images;
 }
 
+/// A folder whose photographs are not of one size is no set.
+bool isSet(const Images& images) {
+  return images.size() > 1 && std::all_of(images.begin(), images.end(), [&](const cv::Mat& image) {
+           return image.size() == images[0].size();
+         });
+}
+
 void registerPhotographs() {
   const char* const folder = std::getenv("MONTAGE_BENCHMARK_DATA");
   if (folder == nullptr) {
     return;
   }
-  for (const char* set : {"petra3", "arches3", "river2", "sim_life5"}) {
-    const std::filesystem::path path = std::filesystem::path(folder) / set;
-    if (std::filesystem::is_directory(path)) {
-      registerPair(set, photographsIn(path));
+  std::vector<std::filesystem::path> sets;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (entry.is_directory()) {
+      sets.push_back(entry.path());
+    }
+  }
+  std::sort(sets.begin(), sets.end());
+  for (const std::filesystem::path& set : sets) {
+    const Images images = photographsIn(set);
+    if (isSet(images)) {
+      registerPair(set.filename().string(), images);
     }
   }
 }

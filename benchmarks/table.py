@@ -94,11 +94,12 @@ def measure(row, options, environment):
 
 def growth(options, environment):
     """Fits time = a * size^exponent to the growth benchmarks, one exponent per axis."""
-    records, _ = run(options.build, "MontageBenchmark", "^growth/", 3, environment)
     axes = {}
-    for case, time in medians(records, "growth").items():
-        axis, _, size = case.partition("/")
-        axes.setdefault(axis, []).append((float(size), time))
+    for program in ("DistortCorrectBenchmark", "MontageBenchmark"):
+        records, _ = run(options.build, program, "^growth/", 3, environment)
+        for case, time in medians(records, "growth").items():
+            axis, _, size = case.replace(":", "/").partition("/")
+            axes.setdefault(axis, []).append((float(size), time))
     for axis, points in axes.items():
         x = [math.log(size) for size, _ in points]
         y = [math.log(time) for _, time in points]
@@ -137,7 +138,7 @@ def main():
                   f"| {row.target} | {result['peak_mb_ours']:.0f} / {result['peak_mb_rival']:.0f} |",
                   flush=True)
     if options.only in "growth":
-        print("\n| montage grows with | exponent | ms |\n| --- | ---: | --- |")
+        print("\n| time grows with | exponent | ms |\n| --- | ---: | --- |")
         for result in growth(options, environment):
             results["growth"].append(result)
             times = ", ".join(f"{size:g}: {ms:.0f}" for size, ms in result["times_ms"].items())
