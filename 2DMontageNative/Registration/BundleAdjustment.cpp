@@ -36,7 +36,7 @@ void convertRotationsToFloat(std::vector<cv::detail::CameraParams>& cameras) {
 }  // namespace
 
 BundleAdjustment::BundleAdjustment() = default;
-BundleAdjustment& BundleAdjustment::operator=(const BundleAdjustment& other) = default;
+BundleAdjustment& BundleAdjustment::operator=(const BundleAdjustment&) = default;
 BundleAdjustment::~BundleAdjustment() = default;
 
 int BundleAdjustment::operator()(std::vector<cv::detail::ImageFeatures>& features,

@@ -79,7 +79,7 @@ float descriptorAngle() {
 cv::Mat secondOctaveImage(const cv::Mat& grey) {
   cv::Mat layer;
   grey.convertTo(layer, CV_32F);
-  const float sigma = static_cast<float>(kSigma);
+  const auto sigma = static_cast<float>(kSigma);
   const float firstBlur = std::sqrt(std::max(sigma * sigma - kSigmaOfInput * kSigmaOfInput, 0.01F));
   cv::GaussianBlur(layer, layer, cv::Size(), firstBlur, firstBlur);
 
@@ -132,7 +132,8 @@ std::vector<Sample> samplingPattern() {
   const float cosine = std::cos(angle) / cellWidth;
   const float sine = std::sin(angle) / cellWidth;
   const int radius = cvRound(cellWidth * 1.4142135623730951F * (kCells + 1) * 0.5F);
-  constexpr float kFirstCell = kCells / 2 - 0.5F;
+  constexpr int kHalfCells = kCells / 2;
+  constexpr float kFirstCell = static_cast<float>(kHalfCells) - 0.5F;
   constexpr float kExponentScale = -1.0F / (kCells * kCells * 0.5F);
   const auto withinWindow = [](float bin) { return bin > -1 && bin < static_cast<float>(kCells); };
 
@@ -199,7 +200,8 @@ std::array<float, kDescriptorLength> foldedCells(Histogram& histogram) {
   std::size_t next = 0;
   for (int row = 1; row <= kCells; ++row) {
     for (int column = 1; column <= kCells; ++column) {
-      float* const bins = histogram.data() + kGuardBins + row * kRowOfCells + column * kBinsPerCell;
+      const int firstBin = kGuardBins + row * kRowOfCells + column * kBinsPerCell;
+      float* const bins = histogram.data() + firstBin;
       bins[0] += bins[kOrientations];
       bins[1] += bins[kOrientations + 1];
       for (int k = 0; k < kOrientations; ++k) {

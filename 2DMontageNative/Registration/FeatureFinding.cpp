@@ -12,7 +12,7 @@ namespace ORV::Common::Algorithms::Montage::Registration {
 namespace {
 
 constexpr double kPercentKept = 95.0;
-constexpr int kCornerCapacity = 5000;
+constexpr std::size_t kCornerCapacity = 5000;
 constexpr float kQualityLevel = 0.0001F;
 constexpr float kMinDistancePx = 5.0F;
 
@@ -35,7 +35,7 @@ std::vector<cv::KeyPoint> cornerKeypoints(const cv::Mat& grey) {
   grey.convertTo(image, CV_32F);
   std::vector<float> points(2 * kCornerCapacity);
   std::vector<float> responses(kCornerCapacity);
-  int count = kCornerCapacity;
+  int count = static_cast<int>(kCornerCapacity);
   if (findCorners(image.ptr<float>(),
                   image.rows,
                   image.cols,
@@ -63,7 +63,7 @@ std::vector<cv::KeyPoint> cornerKeypoints(const cv::Mat& grey) {
 }  // namespace
 
 FeatureFinding::FeatureFinding() = default;
-FeatureFinding& FeatureFinding::operator=(const FeatureFinding& other) = default;
+FeatureFinding& FeatureFinding::operator=(const FeatureFinding&) = default;
 FeatureFinding::~FeatureFinding() = default;
 
 int FeatureFinding::operator()(std::vector<cv::Mat>& images,

@@ -56,8 +56,8 @@ void scorePairs(std::vector<cv::detail::MatchesInfo>& pairwiseMatches) {
 }  // namespace
 
 FeatureMatching::FeatureMatching() = default;
-FeatureMatching::FeatureMatching(const FeatureMatching& other) = default;
-FeatureMatching& FeatureMatching::operator=(const FeatureMatching& other) = default;
+FeatureMatching::FeatureMatching(const FeatureMatching&) = default;
+FeatureMatching& FeatureMatching::operator=(const FeatureMatching&) = default;
 FeatureMatching::~FeatureMatching() = default;
 
 int FeatureMatching::operator()(std::vector<cv::detail::ImageFeatures>& features,

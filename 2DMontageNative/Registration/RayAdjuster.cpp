@@ -115,14 +115,14 @@ void RayAdjuster::calcJacobian(cv::Mat& jac) {
 void RayAdjuster::differentiateEdge(std::size_t edge, int firstMatch, cv::Mat& jac) const {
   const auto [i, j] = edges_[edge];
   const cv::detail::MatchesInfo& pair = pairwise_matches_[i * num_images_ + j];
-  const auto errorCount = static_cast<std::size_t>(inlierCount(pair) * kErrorsPerMatch);
+  const auto errorCount = static_cast<std::size_t>(inlierCount(pair)) * kErrorsPerMatch;
   std::vector<double> below(errorCount);
   std::vector<double> above(errorCount);
   cv::Mat parameters = cam_params_.clone();
   for (const int camera : {i, j}) {
     for (int k = 0; k < kParametersPerCamera; ++k) {
       const int column = camera * kParametersPerCamera + k;
-      double& parameter = parameters.at<double>(column, 0);
+      auto& parameter = parameters.at<double>(column, 0);
       const double value = parameter;
       parameter = value - kDerivativeStep;
       evaluateEdge(edge, parameters, below.data());

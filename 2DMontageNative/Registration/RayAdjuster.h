@@ -22,7 +22,7 @@ class RayAdjuster : public cv::detail::BundleAdjusterRay {
   void calcJacobian(cv::Mat& jac) override;
 
   /// Where the errors of every pair begin, counted in matches; one entry more than pairs.
-  std::vector<int> firstMatchOfEdges() const;
+  [[nodiscard]] std::vector<int> firstMatchOfEdges() const;
   /// Writes the errors of one pair, three per inlier match, to `errors`.
   void evaluateEdge(std::size_t edge, const cv::Mat& parameters, double* errors) const;
   /// Fills the columns of the eight parameters of one pair's cameras, in that pair's rows.

@@ -38,8 +38,7 @@ bool isColour(const cv::Mat& montage) {
 
 /// Counts the values of the brightness: luma of a colour image, else the pixels themselves.
 Histogram brightnessHistogram(const cv::Mat& montage) {
-  const std::size_t bandCount =
-      static_cast<std::size_t>((montage.rows + kRowsPerBand - 1) / kRowsPerBand);
+  const auto bandCount = static_cast<std::size_t>((montage.rows + kRowsPerBand - 1) / kRowsPerBand);
   std::vector<Histogram> perBand(bandCount, Histogram{});
   forEachBand(montage, [&](std::size_t band, const cv::Mat& rows) {
     cv::Mat brightness = rows;

@@ -3,6 +3,7 @@
 
 #include "SlabMontage.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace ORV::Common::Algorithms::Montage {
@@ -30,10 +31,9 @@ bool isInlier(const cv::detail::MatchesInfo& pair, std::size_t index) {
 }
 
 cv::Mat columnOf(const std::vector<double>& values) {
-  if (values.empty()) {
-    return {0, 1, CV_64F};
-  }
-  return cv::Mat(values, true);
+  cv::Mat column(static_cast<int>(values.size()), 1, CV_64F);
+  std::copy(values.begin(), values.end(), column.begin<double>());
+  return column;
 }
 
 cv::Mat listFocals(const std::vector<cv::detail::MatchesInfo>& pairwiseMatches,

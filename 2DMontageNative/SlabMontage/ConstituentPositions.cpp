@@ -4,6 +4,7 @@
 #include "SlabMontage.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <numeric>
 
 namespace ORV::Common::Algorithms::Montage {
@@ -21,8 +22,9 @@ void reportPositions(const std::vector<cv::Point>& points,
         cursor < componentIndices.size() && componentIndices[cursor] == static_cast<int>(i);
     const cv::Point point = kept ? points[cursor] : cv::Point(0, 0);
     included[target] = kept ? 1 : 0;
-    positions[2 * target] = point.x;
-    positions[2 * target + 1] = point.y;
+    int* const position = positions + static_cast<std::ptrdiff_t>(target) * 2;
+    position[0] = point.x;
+    position[1] = point.y;
     cursor += kept ? 1 : 0;
   }
 }

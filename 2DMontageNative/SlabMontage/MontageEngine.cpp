@@ -98,10 +98,11 @@ std::vector<cv::Mat> keptImages(const MontageRequest& request,
                                 int slab) {
   std::vector<cv::Mat> images;
   images.reserve(componentIndices.size());
+  const std::size_t first =
+      static_cast<std::size_t>(slab) * static_cast<std::size_t>(request.constituentCount);
   for (const int index : componentIndices) {
     const int constituent = processingOrder[static_cast<std::size_t>(index)];
-    images.push_back(
-        request.images[static_cast<std::size_t>(constituent + slab * request.constituentCount)]);
+    images.push_back(request.images[first + static_cast<std::size_t>(constituent)]);
   }
   return images;
 }
@@ -135,6 +136,7 @@ int runMontage(const PipelineVariant& variant,
                                                ? reversedOrder(request.constituentCount)
                                                : callerOrder(request.constituentCount);
   std::vector<cv::Mat> registrationImages;
+  registrationImages.reserve(processingOrder.size());
   for (const int constituent : processingOrder) {
     registrationImages.push_back(request.images[static_cast<std::size_t>(constituent)]);
   }

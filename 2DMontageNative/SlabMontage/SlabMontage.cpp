@@ -31,7 +31,7 @@ constexpr PipelineVariant kDiagnosticPipeline{
 cv::Mat imageOf(unsigned char* buffer, int width, int height, int channels, cv::Size reference) {
   const int type = channels == 3 ? CV_8UC3 : CV_8UC1;
   const auto stride = static_cast<std::size_t>(channels) * static_cast<std::size_t>(width);
-  const cv::Mat wrapped(height, width, type, buffer, stride);
+  cv::Mat wrapped(height, width, type, buffer, stride);
   if (wrapped.size() == reference) {
     return wrapped;
   }
@@ -61,7 +61,7 @@ std::vector<cv::Mat> takeIn(const std::vector<unsigned char*>& buffers,
 }  // namespace
 
 SlabMontage::SlabMontage() = default;
-SlabMontage& SlabMontage::operator=(const SlabMontage& other) = default;
+SlabMontage& SlabMontage::operator=(const SlabMontage&) = default;
 SlabMontage::~SlabMontage() = default;
 
 int SlabMontage::operator()(std::vector<unsigned char*> buffers,
