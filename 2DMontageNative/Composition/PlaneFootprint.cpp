@@ -48,17 +48,4 @@ void requireMontageSize(const std::vector<cv::Point>& corners, const std::vector
   requireMontageSize(right - left, bottom - top);
 }
 
-cv::Point warpOntoPlane(cv::detail::RotationWarper& warper,
-                        const cv::Mat& source,
-                        const cv::Mat& K,
-                        const cv::Mat& R,
-                        int interpolation,
-                        int border,
-                        cv::Mat& warped) {
-  const cv::Rect footprint = warper.warpRoi(source.size(), K, R);
-  requireMontageSize(footprint.width, footprint.height);
-  warped.release();
-  return warper.warp(source, K, R, interpolation, border, warped);
-}
-
 }  // namespace ORV::Common::Algorithms::Montage::Composition

@@ -6,7 +6,6 @@
 
 #include <opencv2/core.hpp>
 #include <opencv2/stitching/detail/camera.hpp>
-#include <opencv2/stitching/detail/warpers.hpp>
 
 #include <vector>
 
@@ -26,19 +25,6 @@ void requireMontageSize(long long width, long long height);
 
 /// The same for the union of footprints, the area of a montage; raises it also without footprints.
 void requireMontageSize(const std::vector<cv::Point>& corners, const std::vector<cv::Size>& sizes);
-
-/// Warps `source` onto the montage plane through a camera with intrinsics K (see `intrinsicsOf`)
-/// and rotation R; the footprint is checked before memory is taken.
-///
-/// @param[out] warped  new memory, of the source's type.
-/// @return the montage-plane position of the top-left pixel of `warped`.
-cv::Point warpOntoPlane(cv::detail::RotationWarper& warper,
-                        const cv::Mat& source,
-                        const cv::Mat& K,
-                        const cv::Mat& R,
-                        int interpolation,
-                        int border,
-                        cv::Mat& warped);
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition
 

@@ -2,6 +2,7 @@
 #include "Registration/RayAdjuster.h"
 
 #include "Platform/ParallelLoop.h"
+#include "Registration/Inliers.h"
 
 #include <opencv2/calib3d.hpp>
 
@@ -43,11 +44,6 @@ cv::Vec3d unitRay(const cv::Matx33d& H, const cv::Point2f& p) {
   const double z = H(2, 0) * p.x + H(2, 1) * p.y + H(2, 2);
   const double length = std::sqrt(x * x + y * y + z * z);
   return {x / length, y / length, z / length};
-}
-
-/// A mask shorter than the match list has no more inliers.
-bool isInlier(const cv::detail::MatchesInfo& pair, std::size_t match) {
-  return match < pair.inliers_mask.size() && pair.inliers_mask[match] != 0;
 }
 
 int inlierCount(const cv::detail::MatchesInfo& pair) {

@@ -26,10 +26,6 @@ bool isConfidentPair(const cv::detail::MatchesInfo& pair, float confThresh) {
   return !(static_cast<double>(confThresh) > pair.confidence) && pair.src_img_idx >= 0;
 }
 
-bool isInlier(const cv::detail::MatchesInfo& pair, std::size_t index) {
-  return index < pair.inliers_mask.size() && pair.inliers_mask[index] != 0;
-}
-
 cv::Mat columnOf(const std::vector<double>& values) {
   cv::Mat column(static_cast<int>(values.size()), 1, CV_64F);
   std::copy(values.begin(), values.end(), column.begin<double>());

@@ -37,9 +37,6 @@ cv::Mat listProjectionErrors(const std::vector<cv::detail::ImageFeatures>& featu
                              float confThresh,
                              const std::vector<cv::detail::CameraParams>& cameras);
 
-/// True if match `index` of the pair is an inlier; a mask shorter than the match list has no more.
-bool isInlier(const cv::detail::MatchesInfo& pair, std::size_t index);
-
 }  // namespace ORV::Common::Algorithms::Montage
 
 #endif  // ORV_MONTAGE_SLAB_MONTAGE_CAMERA_LISTS_H

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/OpenCvScope.h"
+#include "Registration/Inliers.h"
 #include "SlabMontage.h"
-#include "SlabMontage/CameraLists.h"
 #include "SlabMontage/ConnectedSet.h"
 
 #include <algorithm>
@@ -16,7 +16,7 @@ std::vector<int> inlierTotals(const ConnectedSet& connected) {
   std::vector<int> totals(connected.componentIndices.size(), 0);
   for (const cv::detail::MatchesInfo& pair : connected.pairwiseMatches) {
     for (std::size_t k = 0; k < pair.matches.size(); ++k) {
-      totals[static_cast<std::size_t>(pair.src_img_idx)] += isInlier(pair, k) ? 1 : 0;
+      totals[static_cast<std::size_t>(pair.src_img_idx)] += Registration::isInlier(pair, k) ? 1 : 0;
     }
   }
   return totals;

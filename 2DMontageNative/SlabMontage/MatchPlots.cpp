@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/OpenCvScope.h"
+#include "Registration/Inliers.h"
 #include "SlabMontage.h"
 
 #include <opencv2/features2d.hpp>
@@ -21,11 +22,11 @@ cv::Mat atWorkScale(const cv::Mat& image, float workScale) {
   return scaled;
 }
 
-/// The matches flagged as inliers; a missing flag counts as 0.
+/// The matches that are inliers.
 std::vector<cv::DMatch> inliersOf(const cv::detail::MatchesInfo& pair) {
   std::vector<cv::DMatch> inliers;
-  for (std::size_t j = 0; j < pair.matches.size() && j < pair.inliers_mask.size(); ++j) {
-    if (pair.inliers_mask[j] != 0) {
+  for (std::size_t j = 0; j < pair.matches.size(); ++j) {
+    if (Registration::isInlier(pair, j)) {
       inliers.push_back(pair.matches[j]);
     }
   }

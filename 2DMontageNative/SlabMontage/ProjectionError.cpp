@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "Registration/Inliers.h"
 #include "SlabMontage.h"
 #include "SlabMontage/CameraLists.h"
 
@@ -51,7 +52,7 @@ cv::Mat listProjectionErrors(const std::vector<cv::detail::ImageFeatures>& featu
     const double pixelsPerRay = std::sqrt(sourceCamera.K(0, 0) * destinationCamera.K(0, 0));
 
     for (std::size_t k = 0; k < pair.matches.size(); ++k) {
-      if (!isInlier(pair, k)) {
+      if (!Registration::isInlier(pair, k)) {
         continue;
       }
       const auto query = static_cast<std::size_t>(pair.matches[k].queryIdx);
