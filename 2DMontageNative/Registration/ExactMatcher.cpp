@@ -107,6 +107,10 @@ ExactMatcher::ExactMatcher(float matchConf, int fewestMatches, int fewestInliers
   is_thread_safe_ = impl_->isThreadSafe();
 }
 
+void ExactMatcher::prepare(const std::vector<ImageFeatures>& features) {
+  nearestTwo_->prepare(features);
+}
+
 void ExactMatcher::operator()(const std::vector<ImageFeatures>& features,
                               std::vector<MatchesInfo>& pairwiseMatches,
                               const cv::UMat& mask) {

@@ -39,6 +39,10 @@ class ExactMatcher : public cv::detail::BestOf2NearestMatcher {
 
   using FeaturesMatcher::operator();
 
+  /// Lays out the descriptors of images once, so that pairs of references to these very elements
+  /// match faster, until `collectGarbage`. Their descriptors may be released afterwards.
+  void prepare(const std::vector<cv::detail::ImageFeatures>& features);
+
   /// Matches all pairs i < j where @p mask (n x n `CV_8U`, or empty for all) is not zero.
   ///
   /// Hides the base class's operator, to lay each image's descriptors out once and not once per

@@ -2,17 +2,10 @@
 #include "Platform/OpenCvScope.h"
 #include "Registration.h"
 #include "Registration/ExactMatcher.h"
+#include "Registration/PairScore.h"
 
 namespace ORV::Common::Algorithms::Montage::Registration {
 namespace {
-
-/// Matches needed for a homography, and inliers needed to estimate it again.
-constexpr int kMatchesForHomography = 6;
-
-// Probability model of Brown and Lowe 2007: a true pair has more than 8 + 0.3 * matches inliers.
-constexpr double kConfidenceOffset = 8.0;
-constexpr double kConfidenceSlope = 0.3;
-constexpr int kFewestInliers = 6;
 
 /// Pairs that can be matched at all: two nearest neighbours need two keypoints on either side.
 cv::Mat matchablePairs(const std::vector<cv::detail::ImageFeatures>& features) {
@@ -43,13 +36,9 @@ void numberSkippedPairs(const std::vector<cv::detail::ImageFeatures>& features,
 
 void scorePairs(std::vector<cv::detail::MatchesInfo>& pairwiseMatches) {
   for (cv::detail::MatchesInfo& pair : pairwiseMatches) {
-    if (pair.src_img_idx < 0 || pair.dst_img_idx < 0) {
-      continue;
+    if (pair.src_img_idx >= 0 && pair.dst_img_idx >= 0) {
+      pair.confidence = confidenceOf(pair);
     }
-    const auto matchCount = static_cast<double>(pair.matches.size());
-    pair.confidence = pair.num_inliers < kFewestInliers
-                          ? 0.0
-                          : pair.num_inliers / (kConfidenceOffset + kConfidenceSlope * matchCount);
   }
 }
 

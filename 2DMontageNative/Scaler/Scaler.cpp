@@ -2,14 +2,13 @@
 #include "Scaler.h"
 
 #include "Composition/ScaleTolerance.h"
+#include "Scaler/ResolutionScale.h"
 
 #include <algorithm>
 #include <cmath>
 
 namespace ORV::Common::Algorithms::Montage {
 namespace {
-
-constexpr double kPixelsPerMegapixel = 1000000.0;
 
 std::vector<cv::Size> sizesOf(const std::vector<cv::Mat>& images) {
   std::vector<cv::Size> sizes;
@@ -18,14 +17,6 @@ std::vector<cv::Size> sizesOf(const std::vector<cv::Mat>& images) {
     sizes.push_back(image.size());
   }
   return sizes;
-}
-
-float scaleFor(float megapixels, double area) {
-  if (megapixels < 0) {
-    return 1.0F;
-  }
-  const double scale = std::sqrt(megapixels * kPixelsPerMegapixel / area);
-  return static_cast<float>(scale < 1.0 ? scale : 1.0);  // 1 also for a NaN
 }
 
 }  // namespace
@@ -46,9 +37,9 @@ int Scaler::processParams(float workMegapixels, float seamMegapixels, float comp
     return 1;
   }
   const double area = sizes[0].width * sizes[0].height;
-  workScale = scaleFor(workMegapixels, area);
-  seamScale = scaleFor(seamMegapixels, area);
-  composeScale = scaleFor(composeMegapixels, area);
+  workScale = resolutionScale(workMegapixels, area);
+  seamScale = resolutionScale(seamMegapixels, area);
+  composeScale = resolutionScale(composeMegapixels, area);
   seamWorkAspect = seamScale / workScale;
   composeWorkAspect = composeScale / workScale;
   return 0;

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+#include "Pipeline/FindFeatures.h"
+#include "Pipeline/Hash.h"
+#include "Registration.h"
+#include "Scaler/ResolutionScale.h"
+#include "montage/Features.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace montage {
+namespace {
+
+namespace stages = ORV::Common::Algorithms::Montage::Registration;
+
+void requirePicture(const cv::Mat& image) {
+  if (image.empty() || (image.type() != CV_8UC1 && image.type() != CV_8UC3)) {
+    throw std::invalid_argument("image: an 8-bit image of one or three channels is expected");
+  }
+}
+
+std::vector<float> surfParametersOf(const FeatureOptions& options) {
+  const auto octaves = static_cast<float>(options.surfOctaves);
+  const auto layers = static_cast<float>(options.surfLayers);
+  return {static_cast<float>(options.surfThreshold), octaves, layers, octaves, layers};
+}
+
+cv::detail::ImageFeatures find(const cv::Mat& image, const FeatureOptions& options, float scale) {
+  std::vector<cv::Mat> images{image};
+  std::vector<cv::detail::ImageFeatures> found(1);
+  if (options.kind == FeatureKind::surf) {
+    stages::FeatureFinding()(images, surfParametersOf(options), scale, false, found);
+  } else {
+    stages::FeatureFinding()(images, scale, found);
+  }
+  return found[0];
+}
+
+}  // namespace
+
+double featureScale(const std::vector<cv::Size>& sizes, const FeatureOptions& options) {
+  double largestArea = 0.0;
+  for (const cv::Size& size : sizes) {
+    largestArea = std::max(largestArea, static_cast<double>(size.width) * size.height);
+  }
+  return ORV::Common::Algorithms::Montage::resolutionScale(static_cast<float>(options.megapixels),
+                                                           largestArea);
+}
+
+Features findFeatures(const cv::Mat& image, const FeatureOptions& options, float scale) {
+  const cv::detail::ImageFeatures found = find(image, options, scale);
+  Features features;
+  features.kind = options.kind;
+  features.imageSize = image.size();
+  features.scale = scale;
+  features.scaledSize = found.img_size;
+  features.keypoints = found.keypoints;
+  // Corner descriptors are whole numbers from 0 to 255: a quarter of the memory holds them.
+  found.descriptors.convertTo(features.descriptors,
+                              options.kind == FeatureKind::corners ? CV_8U : CV_32F);
+  return features;
+}
+
+Features describe(const cv::Mat& image, const FeatureOptions& options) {
+  return describe(image, options, featureScale({image.size()}, options));
+}
+
+Features describe(const cv::Mat& image, const FeatureOptions& options, double scale) {
+  check(options);
+  requirePicture(image);
+  if (!(scale > 0.0 && scale <= 1.0)) {
+    throw std::invalid_argument("scale: a factor above 0 and up to 1 is expected");
+  }
+  Features features = findFeatures(image, options, static_cast<float>(scale));
+  features.hash = hashOf(image);
+  return features;
+}
+
+}  // namespace montage

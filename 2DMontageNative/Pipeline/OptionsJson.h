@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+/// @file
+/// Options as JSON objects and back.
+#ifndef ORV_MONTAGE_PIPELINE_OPTIONS_JSON_H
+#define ORV_MONTAGE_PIPELINE_OPTIONS_JSON_H
+
+#include "montage/Options.h"
+
+#include <nlohmann/json.hpp>
+
+namespace montage {
+
+/// Keeps the keys in the order in which they are written.
+using Json = nlohmann::ordered_json;
+
+Json toJson(const RegisterOptions& options);
+Json toJson(const PlanOptions& options);
+
+/// @throw std::invalid_argument or a JSON exception for a field that is missing, of another type or
+/// out of range.
+RegisterOptions registerOptionsFrom(const Json& json);
+PlanOptions planOptionsFrom(const Json& json);
+
+}  // namespace montage
+
+#endif  // ORV_MONTAGE_PIPELINE_OPTIONS_JSON_H

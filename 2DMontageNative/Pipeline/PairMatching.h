@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+/// @file
+/// Matching any pair of a set of images, each laid out for the search once.
+#ifndef ORV_MONTAGE_PIPELINE_PAIR_MATCHING_H
+#define ORV_MONTAGE_PIPELINE_PAIR_MATCHING_H
+
+#include "Registration/ExactMatcher.h"
+#include "montage/Features.h"
+
+#include <vector>
+
+namespace montage {
+
+/// Holds the descriptors of all images as the search wants them. Several threads may match pairs at
+/// once.
+class PairMatching {
+ public:
+  /// @param[in] features  of one kind.
+  PairMatching(const std::vector<const Features*>& features, const MatchOptions& options);
+
+  PairMatching(const PairMatching&) = delete;
+  PairMatching& operator=(const PairMatching&) = delete;
+
+  /// The pair of images `first` and `second`, with these numbers.
+  [[nodiscard]] PairMatches match(int first, int second) const;
+
+ private:
+  std::vector<cv::detail::ImageFeatures> records_;
+  mutable ORV::Common::Algorithms::Montage::Registration::ExactMatcher matcher_;
+};
+
+}  // namespace montage
+
+#endif  // ORV_MONTAGE_PIPELINE_PAIR_MATCHING_H

@@ -1,0 +1,276 @@
+// SPDX-License-Identifier: MIT
+#include "Pipeline/Reasons.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <sstream>
+#include <string>
+
+namespace montage {
+namespace {
+
+/// With fewer keypoints than this even an identical image would not connect reliably.
+constexpr int kFewKeypoints = 40;
+
+std::size_t at(int index) {
+  return static_cast<std::size_t>(index);
+}
+
+std::string counted(int count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string confidenceText(double confidence) {
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(2) << confidence;
+  return text.str();
+}
+
+bool wasDropped(const RegisteredPair& pair) {
+  return pair.verdict == PairVerdict::openLoop || pair.verdict == PairVerdict::largeResidual ||
+         pair.verdict == PairVerdict::diverging;
+}
+
+bool touches(const RegisteredPair& pair, int image) {
+  return pair.first == image || pair.second == image;
+}
+
+int otherOf(const RegisteredPair& pair, int image) {
+  return pair.first == image ? pair.second : pair.first;
+}
+
+std::string figuresOf(const RegisteredPair& pair) {
+  return std::to_string(pair.inliers) + " of " + std::to_string(pair.matches) +
+         " matches agree, confidence " + confidenceText(pair.confidence);
+}
+
+Verdict verdictOf(const Registration& registration, int image) {
+  const RegisteredImage& each = registration.images[at(image)];
+  const auto dropped = [&](const RegisteredPair& pair) {
+    return wasDropped(pair) && touches(pair, image);
+  };
+  if (std::any_of(registration.pairs.begin(), registration.pairs.end(), dropped)) {
+    return Verdict::contradictory;
+  }
+  if (each.group >= 0) {
+    return Verdict::anotherGroup;
+  }
+  return each.keypoints < kFewKeypoints ? Verdict::tooFewCorners : Verdict::noPartner;
+}
+
+std::string usedReason(const Registration& registration, int image) {
+  int partners = 0;
+  for (const RegisteredPair& pair : registration.pairs) {
+    partners += pair.verdict == PairVerdict::used && touches(pair, image) ? 1 : 0;
+  }
+  return "used, connected to " + counted(partners, "image");
+}
+
+std::string noPartnerReason(const Registration& registration, int image) {
+  const int best = registration.images[at(image)].bestPair;
+  if (best < 0) {
+    return "no other image shares a single match with it";
+  }
+  const RegisteredPair& pair = registration.pairs[at(best)];
+  return "no other image shares enough with it; the best is " +
+         registration.images[at(otherOf(pair, image))].name + " (" + figuresOf(pair) + ", " +
+         confidenceText(registration.options.adjustment.confidence) + " needed)";
+}
+
+std::string otherGroupReason(const Registration& registration, int image) {
+  const int group = registration.images[at(image)].group;
+  std::string names;
+  int size = 0;
+  for (const RegisteredImage& each : registration.images) {
+    if (each.group == group) {
+      ++size;
+      if (&each != &registration.images[at(image)]) {
+        names += (names.empty() ? "" : ", ") + each.name;
+      }
+    }
+  }
+  return "it belongs to a smaller group of " + counted(size, "image") + " (with " + names +
+         "), which nothing connects to the largest";
+}
+
+std::string contradictionReason(const Registration& registration, int image) {
+  std::string pairs;
+  for (const RegisteredPair& pair : registration.pairs) {
+    if (wasDropped(pair) && touches(pair, image)) {
+      pairs += (pairs.empty() ? "" : "; ") +
+               ("with " + registration.images[at(otherOf(pair, image))].name) + ": " +
+               sentenceOf(pair.verdict);
+    }
+  }
+  return "its pairs contradict those of the other images (" + pairs + ")";
+}
+
+void findBestPairs(Registration& registration) {
+  for (std::size_t p = 0; p < registration.pairs.size(); ++p) {
+    const RegisteredPair& pair = registration.pairs[p];
+    for (const int image : {pair.first, pair.second}) {
+      int& best = registration.images[at(image)].bestPair;
+      if (best < 0 || pair.confidence > registration.pairs[at(best)].confidence) {
+        best = static_cast<int>(p);
+      }
+    }
+  }
+}
+
+std::string reasonOf(const Registration& registration, int image) {
+  const RegisteredImage& each = registration.images[at(image)];
+  switch (each.verdict) {
+    case Verdict::used:
+      return usedReason(registration, image);
+    case Verdict::unreadable:
+      return each.reason;
+    case Verdict::tooFewCorners:
+      return "only " + counted(each.keypoints, "corner") + " found in it";
+    case Verdict::noPartner:
+      return noPartnerReason(registration, image);
+    case Verdict::anotherGroup:
+      return otherGroupReason(registration, image);
+    case Verdict::contradictory:
+      return contradictionReason(registration, image);
+    case Verdict::tooAlike:
+      return "it shows the same view as " + registration.images[at(each.alikeTo)].name;
+  }
+  return {};
+}
+
+}  // namespace
+
+void giveVerdicts(const std::map<int, int>& alike, Registration& registration) {
+  for (std::size_t i = 0; i < registration.images.size(); ++i) {
+    RegisteredImage& image = registration.images[i];
+    const int index = static_cast<int>(i);
+    if (image.verdict == Verdict::used || image.verdict == Verdict::unreadable) {
+      continue;
+    }
+    const auto twin = alike.find(index);
+    if (twin != alike.end()) {
+      image.verdict = Verdict::tooAlike;
+      image.alikeTo = twin->second;
+    } else {
+      image.verdict = verdictOf(registration, index);
+    }
+  }
+}
+
+void giveReasons(Registration& registration) {
+  findBestPairs(registration);
+  for (std::size_t i = 0; i < registration.images.size(); ++i) {
+    registration.images[i].reason = reasonOf(registration, static_cast<int>(i));
+  }
+}
+
+const char* nameOf(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::used:
+      return "used";
+    case Verdict::unreadable:
+      return "unreadable";
+    case Verdict::tooFewCorners:
+      return "tooFewCorners";
+    case Verdict::noPartner:
+      return "noPartner";
+    case Verdict::anotherGroup:
+      return "anotherGroup";
+    case Verdict::contradictory:
+      return "contradictory";
+    case Verdict::tooAlike:
+      return "tooAlike";
+  }
+  return "";
+}
+
+const char* sentenceOf(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::used:
+      return "the image is part of the montage";
+    case Verdict::unreadable:
+      return "the image could not be read";
+    case Verdict::tooFewCorners:
+      return "there is too little to recognise in the image";
+    case Verdict::noPartner:
+      return "no other image shares enough with the image";
+    case Verdict::anotherGroup:
+      return "the image connects to some images, but not to the largest group";
+    case Verdict::contradictory:
+      return "the image's pairs contradict those of the other images";
+    case Verdict::tooAlike:
+      return "the image shows the same view as another one";
+  }
+  return "";
+}
+
+const char* adviceOn(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::used:
+      return "";
+    case Verdict::unreadable:
+      return "check the file";
+    case Verdict::tooFewCorners:
+      return "register at a higher resolution, or take a sharper picture";
+    case Verdict::noPartner:
+      return "take images that share a third or more of their picture from one place, or register "
+             "at a higher resolution";
+    case Verdict::anotherGroup:
+      return "add an image that overlaps both groups";
+    case Verdict::contradictory:
+      return "look whether the scene repeats itself or something in it has moved";
+    case Verdict::tooAlike:
+      return "nothing is missing: the other image shows it";
+  }
+  return "";
+}
+
+const char* nameOf(PairVerdict verdict) {
+  switch (verdict) {
+    case PairVerdict::used:
+      return "used";
+    case PairVerdict::tooWeak:
+      return "tooWeak";
+    case PairVerdict::outside:
+      return "outside";
+    case PairVerdict::openLoop:
+      return "openLoop";
+    case PairVerdict::largeResidual:
+      return "largeResidual";
+    case PairVerdict::diverging:
+      return "diverging";
+  }
+  return "";
+}
+
+const char* sentenceOf(PairVerdict verdict) {
+  switch (verdict) {
+    case PairVerdict::used:
+      return "it refined the cameras";
+    case PairVerdict::tooWeak:
+      return "too few of its matches agree";
+    case PairVerdict::outside:
+      return "one of its images is not used";
+    case PairVerdict::openLoop:
+      return "its rotation contradicts the other ways between its images";
+    case PairVerdict::largeResidual:
+      return "its matches lie far from where the cameras put them";
+    case PairVerdict::diverging:
+      return "the cameras did not stay finite with it";
+  }
+  return "";
+}
+
+const char* sentenceOf(RegistrationStatus status) {
+  switch (status) {
+    case RegistrationStatus::ok:
+      return "success";
+    case RegistrationStatus::notConnected:
+      return "fewer than two images connect";
+    case RegistrationStatus::notFinite:
+      return "the camera estimate did not stay finite";
+  }
+  return "";
+}
+
+}  // namespace montage

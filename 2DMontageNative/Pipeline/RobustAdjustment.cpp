@@ -1,0 +1,393 @@
+// SPDX-License-Identifier: MIT
+#include "Pipeline/Adjustment.h"
+#include "Registration/Cameras/PairGraph.h"
+#include "Registration/Cameras/PairRotations.h"
+#include "Registration/Cameras/RayBundle.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <optional>
+
+namespace montage {
+namespace {
+
+using namespace ORV::Common::Algorithms::Montage::
+    Registration;  // NOLINT(google-build-using-namespace)
+
+/// Two images are alike if their corners lie this close to each other, registration pixels.
+constexpr double kAlikePx = 2.0;
+constexpr double kAlikeInlierShare = 0.5;
+
+/// A pair is false if the median of its errors exceeds both.
+constexpr double kFalsePx = 5.0;
+constexpr double kFalseRatio = 8.0;
+
+/// Of the pairs found false at once those are dropped that are at least this bad beside the worst:
+/// a false pair makes its neighbours look bad.
+constexpr double kWorstShare = 0.5;
+
+/// Errors that make a flat scene worth a try.
+constexpr double kDoubtfulPx = 1.0;
+constexpr double kDoubtfulFocal = 5.0;  ///< times the diagonal
+
+/// A focal length shorter than this share of the longer side is none.
+constexpr double kShortestFocal = 0.2;
+
+std::size_t at(int index) {
+  return static_cast<std::size_t>(index);
+}
+
+cv::Point2d principalPointOf(const Features& features) {
+  return {(features.scaledSize.width - 1) / 2.0, (features.scaledSize.height - 1) / 2.0};
+}
+
+double diagonalOf(const Features& features) {
+  return std::hypot(features.scaledSize.width, features.scaledSize.height);
+}
+
+std::vector<PointPair> inlierPoints(const std::vector<Features>& features,
+                                    const PairMatches& pair) {
+  const Features& first = features[at(pair.first)];
+  const Features& second = features[at(pair.second)];
+  std::vector<PointPair> points;
+  for (std::size_t k = 0; k < pair.matches.size() && k < pair.inliers.size(); ++k) {
+    if (pair.inliers[k] != 0) {
+      const cv::Point2d a = first.keypoints[at(pair.matches[k].queryIdx)].pt;
+      const cv::Point2d b = second.keypoints[at(pair.matches[k].trainIdx)].pt;
+      points.push_back({a - principalPointOf(first), b - principalPointOf(second)});
+    }
+  }
+  return points;
+}
+
+/// Whether the second image shows what the first one shows, in the same place.
+bool areAlike(const std::vector<Features>& features, const PairMatches& pair) {
+  const cv::Size size = features[at(pair.first)].scaledSize;
+  if (!pair.hasHomography || size != features[at(pair.second)].scaledSize ||
+      pair.inlierCount < kAlikeInlierShare * static_cast<double>(pair.matches.size())) {
+    return false;
+  }
+  const std::vector<cv::Point2d> corners = {{-size.width / 2.0, -size.height / 2.0},
+                                            {size.width / 2.0, -size.height / 2.0},
+                                            {-size.width / 2.0, size.height / 2.0},
+                                            {size.width / 2.0, size.height / 2.0}};
+  return std::all_of(corners.begin(), corners.end(), [&](const cv::Point2d& corner) {
+    const cv::Vec3d mapped = pair.secondFromFirst * cv::Vec3d(corner.x, corner.y, 1.0);
+    return cv::norm(cv::Point2d(mapped[0] / mapped[2], mapped[1] / mapped[2]) - corner) < kAlikePx;
+  });
+}
+
+/// The errors of a pair's points under two cameras, pixels.
+std::vector<double> errorsOf(const CameraPair& pair, const std::vector<TurningCamera>& cameras) {
+  const TurningCamera& first = cameras[at(pair.first)];
+  const TurningCamera& second = cameras[at(pair.second)];
+  const double pixelsPerRay = std::sqrt(first.focal * second.focal);
+  const auto rayOf = [](const TurningCamera& camera, const cv::Point2d& pixel) {
+    return cv::normalize(camera.worldFromCamera * cv::Vec3d(pixel.x, pixel.y, camera.focal));
+  };
+  std::vector<double> errors;
+  errors.reserve(pair.points.size());
+  for (const PointPair& points : pair.points) {
+    errors.push_back(pixelsPerRay *
+                     cv::norm(rayOf(first, points.first) - rayOf(second, points.second)));
+  }
+  return errors;
+}
+
+/// The upper median; 0 for an empty list.
+double medianOf(std::vector<double> values) {
+  if (values.empty()) {
+    return 0.0;
+  }
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+/// One group of images on the way to its cameras. All lists of edges and cameras are numbered
+/// within the group.
+struct Group {
+  std::vector<int> images;  ///< number within the group to image
+  std::vector<int> pairs;   ///< edge to pair
+  std::vector<PairEdge> edges;
+  std::vector<cv::Matx33d> homographies;  ///< per edge
+  std::vector<CameraPair> points;         ///< per edge
+  double guessedFocal = 0.0;              ///< where the homographies imply none
+  double diagonal = 0.0;                  ///< the longest of an image
+  double longestSide = 0.0;
+
+  [[nodiscard]] int size() const { return static_cast<int>(images.size()); }
+};
+
+struct Solution {
+  std::vector<TurningCamera> cameras;
+  double cost = 0.0;
+};
+
+class RobustAdjuster {
+ public:
+  RobustAdjuster(const std::vector<Features>& features,
+                 const std::vector<PairMatches>& pairs,
+                 const AdjustOptions& options,
+                 Watcher& watcher)
+      : features_(features), pairs_(pairs), options_(options), watcher_(watcher) {
+    result_.pairs.assign(pairs.size(), PairVerdict::used);
+  }
+
+  Adjustment run() {
+    leaveOutAlikeImages();
+    dropOpenLoops();
+    for (;;) {
+      const Group group = largestGroup();
+      if (group.size() < 2) {
+        return result_;
+      }
+      const std::optional<Solution> solution = solve(group);
+      watcher_.step();
+      const bool changed =
+          solution ? dropFalsePairs(group, solution->cameras) : dropWeakestPair(group);
+      if (!changed && solution) {
+        accept(group, solution->cameras);
+        return result_;
+      }
+    }
+  }
+
+ private:
+  /// Of images that show the same view, all but the first: they say nothing about the cameras and
+  /// make an estimate of the focal length unsound.
+  void leaveOutAlikeImages() {
+    for (const PairMatches& pair : pairs_) {  // ascending
+      if (isConfident(pair) && result_.alike.count(pair.first) == 0 &&
+          result_.alike.count(pair.second) == 0 && areAlike(features_, pair)) {
+        result_.alike[pair.second] = pair.first;
+      }
+    }
+  }
+
+  [[nodiscard]] bool isConfident(const PairMatches& pair) const {
+    return pair.confidence >= options_.confidence && pair.hasHomography;
+  }
+
+  [[nodiscard]] bool isActive(std::size_t pair) const {
+    return result_.pairs[pair] == PairVerdict::used && isConfident(pairs_[pair]) &&
+           result_.alike.count(pairs_[pair].first) == 0 &&
+           result_.alike.count(pairs_[pair].second) == 0;
+  }
+
+  [[nodiscard]] Group largestGroup() const {
+    const int imageCount = static_cast<int>(features_.size());
+    std::vector<PairEdge> edges;
+    std::vector<int> numbers;
+    for (std::size_t p = 0; p < pairs_.size(); ++p) {
+      if (isActive(p)) {
+        edges.push_back(
+            {pairs_[p].first, pairs_[p].second, static_cast<double>(pairs_[p].inlierCount)});
+        numbers.push_back(static_cast<int>(p));
+      }
+    }
+    const std::vector<std::vector<int>> groups = groupsOf(imageCount, edges);
+    Group group;
+    if (groups.empty()) {
+      return group;
+    }
+    group.images = groups.front();
+    std::vector<int> numberInGroup(features_.size(), -1);
+    double sides = 0.0;
+    for (int i = 0; i < group.size(); ++i) {
+      const Features& features = features_[at(group.images[at(i)])];
+      numberInGroup[at(group.images[at(i)])] = i;
+      sides += features.scaledSize.width + features.scaledSize.height;
+      group.diagonal = std::max(group.diagonal, diagonalOf(features));
+      group.longestSide = std::max<double>(
+          group.longestSide, std::max(features.scaledSize.width, features.scaledSize.height));
+    }
+    group.guessedFocal = sides / group.size();
+    for (std::size_t e = 0; e < edges.size(); ++e) {
+      const int first = numberInGroup[at(edges[e].first)];
+      const int second = numberInGroup[at(edges[e].second)];
+      if (first >= 0) {
+        const PairMatches& pair = pairs_[at(numbers[e])];
+        group.pairs.push_back(numbers[e]);
+        group.edges.push_back({first, second, edges[e].weight});
+        group.homographies.push_back(pair.secondFromFirst);
+        group.points.push_back({first, second, inlierPoints(features_, pair)});
+      }
+    }
+    return group;
+  }
+
+  static std::vector<cv::Matx33d> rotationsOf(const Group& group, double focal) {
+    std::vector<cv::Matx33d> rotations;
+    rotations.reserve(group.points.size());
+    for (const CameraPair& pair : group.points) {
+      rotations.push_back(secondFromFirst(pair, focal));
+    }
+    return rotations;
+  }
+
+  [[nodiscard]] static double startFocal(const Group& group) {
+    const double focal = medianFocal(group.homographies).value_or(group.guessedFocal);
+    return std::clamp(focal, kShortestFocal * group.longestSide, kLongestFocal);
+  }
+
+  /// Of the pairs in no loop that closes those that contradict the way through better pairs.
+  void dropOpenLoops() {
+    Group group = largestGroup();
+    if (group.size() < 3) {
+      return;
+    }
+    const double focal = startFocal(group);
+    const std::vector<cv::Matx33d> rotations = rotationsOf(group, focal);
+    const LoopVotes votes = voteByLoops(group.size(), group.edges, rotations, focal);
+    const auto isDoubtful = [&](std::size_t edge) {
+      return votes.closing[edge] == 0 && votes.open[edge] > 0;
+    };
+    std::vector<PairEdge> byTrust = group.edges;
+    for (std::size_t e = 0; e < byTrust.size(); ++e) {
+      byTrust[e].weight = isDoubtful(e) ? -1.0 / byTrust[e].weight : byTrust[e].weight;
+    }
+    const std::vector<int> forest = spanningForest(group.size(), byTrust);
+    for (std::size_t e = 0; e < group.edges.size(); ++e) {
+      if (isDoubtful(e) && !std::binary_search(forest.begin(), forest.end(), static_cast<int>(e))) {
+        result_.pairs[at(group.pairs[e])] = PairVerdict::openLoop;
+      }
+    }
+  }
+
+  /// Cameras chained along the best pairs from the middle of the group.
+  static std::vector<TurningCamera> chain(const Group& group, double focal, int reference) {
+    const std::vector<cv::Matx33d> rotations = rotationsOf(group, focal);
+    std::vector<PairEdge> tree;
+    std::vector<int> numbers = spanningForest(group.size(), group.edges);
+    tree.reserve(numbers.size());
+    for (const int edge : numbers) {
+      tree.push_back(group.edges[at(edge)]);
+    }
+    std::vector<TurningCamera> cameras(group.images.size(), {focal, cv::Matx33d::eye()});
+    for (const NodeVisit& visit : walkFrom(reference, group.size(), tree)) {
+      if (visit.step.edge >= 0) {
+        const cv::Matx33d& rotation = rotations[at(numbers[at(visit.step.edge)])];
+        const cv::Matx33d& from = cameras[at(visit.from)].worldFromCamera;
+        cameras[at(visit.node)].worldFromCamera =
+            visit.step.forward ? from * rotation.t() : from * rotation;
+      }
+    }
+    return cameras;
+  }
+
+  [[nodiscard]] RayBundleSettings settingsOf(const Group& group, int reference) const {
+    RayBundleSettings settings;
+    settings.reference = reference;
+    settings.sharedFocal = options_.sharedFocal;
+    settings.shortestFocal = kShortestFocal * group.longestSide;
+    settings.poll = [this] { watcher_.poll(); };
+    return settings;
+  }
+
+  [[nodiscard]] std::optional<Solution> solve(const Group& group) const {
+    const int reference = centreOf(group.size(), group.edges);
+    const double focal = startFocal(group);
+    std::optional<Solution> solution = solveFrom(group, focal, reference, false);
+    if (!solution || isDoubtful(group, *solution)) {
+      std::optional<Solution> flat = solveFrom(group, kLongestFocal, reference, true);
+      if (flat && (!solution || flat->cost < solution->cost)) {
+        return flat;
+      }
+    }
+    return solution;
+  }
+
+  [[nodiscard]] std::optional<Solution> solveFrom(const Group& group,
+                                                  double focal,
+                                                  int reference,
+                                                  bool rotationsFirst) const {
+    Solution solution{chain(group, focal, reference), 0.0};
+    RayBundleSettings settings = settingsOf(group, reference);
+    if (rotationsFirst) {
+      settings.fixedFocals = true;
+      if (!adjustRays(solution.cameras, group.points, settings).usable) {
+        return {};
+      }
+      settings.fixedFocals = false;
+    }
+    const RayBundleResult result = adjustRays(solution.cameras, group.points, settings);
+    if (!result.usable) {
+      return {};
+    }
+    solution.cost = result.cost;
+    return solution;
+  }
+
+  /// Whether another start may give better cameras.
+  static bool isDoubtful(const Group& group, const Solution& solution) {
+    std::vector<double> errors;
+    std::vector<double> focals;
+    for (const CameraPair& pair : group.points) {
+      errors.push_back(medianOf(errorsOf(pair, solution.cameras)));
+    }
+    for (const TurningCamera& camera : solution.cameras) {
+      focals.push_back(camera.focal);
+    }
+    return medianOf(errors) > kDoubtfulPx || medianOf(focals) > kDoubtfulFocal * group.diagonal ||
+           !medianFocal(group.homographies);
+  }
+
+  /// Drops pairs whose matches lie far from where the cameras put them. @return whether any was.
+  bool dropFalsePairs(const Group& group, const std::vector<TurningCamera>& cameras) {
+    std::vector<double> medians;
+    medians.reserve(group.points.size());
+    for (const CameraPair& pair : group.points) {
+      medians.push_back(medianOf(errorsOf(pair, cameras)));
+    }
+    const double limit = std::max(kFalsePx, kFalseRatio * medianOf(medians));
+    const double worst = *std::max_element(medians.begin(), medians.end());
+    if (worst <= limit) {
+      return false;
+    }
+    for (std::size_t e = 0; e < medians.size(); ++e) {
+      if (medians[e] > limit && medians[e] >= kWorstShare * worst) {
+        result_.pairs[at(group.pairs[e])] = PairVerdict::largeResidual;
+      }
+    }
+    return true;
+  }
+
+  /// The pair that a failed adjustment is tried without.
+  bool dropWeakestPair(const Group& group) {
+    const auto weakest =
+        std::min_element(group.pairs.begin(), group.pairs.end(), [&](int a, int b) {
+          return pairs_[at(a)].confidence < pairs_[at(b)].confidence;
+        });
+    result_.pairs[at(*weakest)] = PairVerdict::diverging;
+    return true;
+  }
+
+  void accept(const Group& group, const std::vector<TurningCamera>& cameras) {
+    result_.status = RegistrationStatus::ok;
+    result_.used = group.images;
+    for (std::size_t i = 0; i < cameras.size(); ++i) {
+      const cv::Point2d centre = principalPointOf(features_[at(group.images[i])]);
+      result_.cameras.push_back(
+          {cameras[i].focal, 1.0, centre.x, centre.y, cameras[i].worldFromCamera});
+    }
+  }
+
+  const std::vector<Features>& features_;
+  const std::vector<PairMatches>& pairs_;
+  const AdjustOptions& options_;
+  Watcher& watcher_;
+  Adjustment result_;
+};
+
+}  // namespace
+
+Adjustment adjustRobustly(const std::vector<Features>& features,
+                          const std::vector<PairMatches>& pairs,
+                          const AdjustOptions& options,
+                          Watcher& watcher) {
+  return RobustAdjuster(features, pairs, options, watcher).run();
+}
+
+}  // namespace montage
