@@ -19,7 +19,8 @@ ImagePlacement placeFootprint(cv::detail::RotationWarper& warper,
   placement.K = intrinsicsOf(geometry.cameras[index]);
   placement.R = geometry.cameras[index].R;
   placement.footprint = warper.warpRoi(scaledSize, placement.K, placement.R);
-  requireMontageSize(placement.footprint.width, placement.footprint.height);
+  const cv::Rect& footprint = placement.footprint;
+  requireFootprint(footprint.tl(), footprint.width, footprint.height);
   // Footprints are predicted from sizes rounded in single precision and may be one pixel smaller
   // than the warped image; the montage has no room for more.
   const cv::Size size(std::min(placement.footprint.width, geometry.sizes[index].width),

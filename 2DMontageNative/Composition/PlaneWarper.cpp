@@ -71,7 +71,7 @@ cv::Rect ParallelPlaneWarper::project(cv::Size sourceSize,
   // The corners of a camera that looks past the plane may lie anywhere in the range of int.
   const std::int64_t width = std::int64_t{last.x} - first.x + 1;
   const std::int64_t height = std::int64_t{last.y} - first.y + 1;
-  requireMontageSize(width, height);
+  requireFootprint(first, width, height);
   return {first, cv::Size(static_cast<int>(width), static_cast<int>(height))};
 }
 
@@ -152,7 +152,7 @@ cv::Point warpWithMask(cv::detail::RotationWarper& warper,
     return parallel->warpWithMask(image, K, R, imageSampling, maskSampling, warped, mask);
   }
   const cv::Rect footprint = warper.warpRoi(image.size(), K, R);
-  requireMontageSize(footprint.width, footprint.height);
+  requireFootprint(footprint.tl(), footprint.width, footprint.height);
   const cv::Mat allValid(image.size(), CV_8UC1, cv::Scalar(kValid));
   cv::Mat warpedImage;
   cv::Mat warpedMask;

@@ -176,7 +176,7 @@ int Seam::Process(std::vector<cv::Mat>& images,
   for (std::size_t i = 0; i < images.size(); ++i) {
     const cv::Rect footprint = warp.warper->warpRoi(
         resizedSize(images[i], seamScale), intrinsicsOf(cameras[i], seamWorkAspect), cameras[i].R);
-    requireMontageSize(footprint.width, footprint.height);
+    requireFootprint(footprint.tl(), footprint.width, footprint.height);
     warpedCorners.push_back(footprint.tl());
     warpedSizes.push_back(footprint.size());
   }

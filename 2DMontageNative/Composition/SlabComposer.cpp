@@ -136,7 +136,7 @@ void SlabComposer::layOut(const std::vector<cv::Mat>& images) {
     return;
   }
   layout_.reset();
-  requireMontageSize(geometry_.corners, geometry_.sizes);
+  requireFootprints(geometry_.corners, geometry_.sizes);
   Layout layout{std::move(imageSizes),
                 channels,
                 cv::detail::resultRoi(geometry_.corners, geometry_.sizes),
