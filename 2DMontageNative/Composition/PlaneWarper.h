@@ -69,6 +69,10 @@ class ParallelPlaneWarperCreator : public cv::PlaneWarper {
   }
 };
 
+/// True for the kinds whose footprints follow from sizes and cameras alone: this warper and
+/// OpenCV's plane warper itself. Where another kind puts an image is known only from its `warp()`.
+bool isPlaneWarper(const cv::detail::RotationWarper& warper);
+
 /// ParallelPlaneWarper::warpWithMask() with any warper: another kind warps image and mask one after
 /// the other.
 cv::Point warpWithMask(cv::detail::RotationWarper& warper,
