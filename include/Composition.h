@@ -16,8 +16,8 @@
 /// @endcode
 ///
 /// Integer coordinates lie at pixel centres. Images are `CV_8UC1` or `CV_8UC3` (blue-green-red).
-/// A warped image or montage with a side of 32767 pixels or more raises a `cv::Exception` before
-/// memory is taken.
+/// A warped image with a side of 32767 pixels or more, or further than 2^24 pixels from the plane's
+/// origin, raises a `cv::Exception` before memory is taken. A montage has no such limit.
 #ifndef ORV_MONTAGE_COMPOSITION_H
 #define ORV_MONTAGE_COMPOSITION_H
 

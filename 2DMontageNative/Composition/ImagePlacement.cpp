@@ -10,20 +10,18 @@
 namespace ORV::Common::Algorithms::Montage::Composition {
 namespace {
 
-ImagePlacement placeFootprint(cv::detail::RotationWarper& warper,
-                              const SlabGeometry& geometry,
+ImagePlacement placeFootprint(const SlabGeometry& geometry,
                               std::size_t index,
-                              cv::Size scaledSize,
+                              const cv::Rect& footprint,
                               cv::Point origin) {
   ImagePlacement placement;
   placement.K = intrinsicsOf(geometry.cameras[index]);
   placement.R = geometry.cameras[index].R;
-  placement.footprint = warper.warpRoi(scaledSize, placement.K, placement.R);
-  requireMontageSize(placement.footprint.width, placement.footprint.height);
+  placement.footprint = footprint;
   // Footprints are predicted from sizes rounded in single precision and may be one pixel smaller
   // than the warped image; the montage has no room for more.
-  const cv::Size size(std::min(placement.footprint.width, geometry.sizes[index].width),
-                      std::min(placement.footprint.height, geometry.sizes[index].height));
+  const cv::Size size(std::min(footprint.width, geometry.sizes[index].width),
+                      std::min(footprint.height, geometry.sizes[index].height));
   placement.area = {geometry.corners[index] - origin, size};
   return placement;
 }
@@ -35,15 +33,24 @@ cv::Mat cropped(const cv::Mat& mask, cv::Size size) {
 
 }  // namespace
 
-ImagePlacement placeWithinSeams(cv::detail::RotationWarper& warper,
-                                const SlabGeometry& geometry,
+cv::Rect footprintOf(cv::detail::RotationWarper& warper,
+                     const SlabGeometry& geometry,
+                     std::size_t index,
+                     cv::Size scaledSize) {
+  const cv::detail::CameraParams& camera = geometry.cameras[index];
+  const cv::Rect footprint = warper.warpRoi(scaledSize, intrinsicsOf(camera), camera.R);
+  requireFootprint(footprint.tl(), footprint.width, footprint.height);
+  return footprint;
+}
+
+ImagePlacement placeWithinSeams(const SlabGeometry& geometry,
                                 const SlabSeams& seams,
                                 std::size_t index,
-                                cv::Size scaledSize,
+                                const cv::Rect& footprint,
                                 cv::Point origin) {
-  ImagePlacement placement = placeFootprint(warper, geometry, index, scaledSize, origin);
+  ImagePlacement placement = placeFootprint(geometry, index, footprint, origin);
   cv::Mat mask;
-  cv::resize(seams.masks[index], mask, placement.footprint.size(), 0, 0, cv::INTER_LINEAR);
+  cv::resize(seams.masks[index], mask, footprint.size(), 0, 0, cv::INTER_LINEAR);
   placement.mask = cropped(mask, placement.area.size());
   return placement;
 }
@@ -52,8 +59,9 @@ ImagePlacement placeWhole(cv::detail::RotationWarper& warper,
                           const SlabGeometry& geometry,
                           std::size_t index,
                           cv::Size scaledSize,
+                          const cv::Rect& footprint,
                           cv::Point origin) {
-  ImagePlacement placement = placeFootprint(warper, geometry, index, scaledSize, origin);
+  ImagePlacement placement = placeFootprint(geometry, index, footprint, origin);
   const cv::Mat allValid(scaledSize, CV_8UC1, cv::Scalar::all(255));
   cv::Mat mask;
   warper.warp(allValid, placement.K, placement.R, cv::INTER_NEAREST, cv::BORDER_CONSTANT, mask);

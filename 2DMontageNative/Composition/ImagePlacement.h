@@ -36,22 +36,31 @@ struct ImagePlacement {
   cv::Mat mask;        ///< `CV_8UC1` of the area's size, as the blender takes it
 };
 
-/// Places image `index` with its seam mask stretched over its footprint.
+/// Where a plane warper puts image `index`; refuses what cannot be warped (`requireFootprint`).
 ///
 /// @param[in] scaledSize  of the image at composition scale.
+cv::Rect footprintOf(cv::detail::RotationWarper& warper,
+                     const SlabGeometry& geometry,
+                     std::size_t index,
+                     cv::Size scaledSize);
+
+/// Places image `index` with its seam mask stretched over its footprint.
+///
 /// @param[in] origin  top-left of the montage on the plane.
-ImagePlacement placeWithinSeams(cv::detail::RotationWarper& warper,
-                                const SlabGeometry& geometry,
+ImagePlacement placeWithinSeams(const SlabGeometry& geometry,
                                 const SlabSeams& seams,
                                 std::size_t index,
-                                cv::Size scaledSize,
+                                const cv::Rect& footprint,
                                 cv::Point origin);
 
 /// Places image `index` with a mask of all pixels that show something of it.
+///
+/// @param[in] scaledSize  of the image at composition scale.
 ImagePlacement placeWhole(cv::detail::RotationWarper& warper,
                           const SlabGeometry& geometry,
                           std::size_t index,
                           cv::Size scaledSize,
+                          const cv::Rect& footprint,
                           cv::Point origin);
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Composition/PlaneFootprint.h"
 
-#include <algorithm>
-
 namespace ORV::Common::Algorithms::Montage::Composition {
 namespace {
 
-constexpr long long kSideLimit = 32767;  // of cv::remap, exclusive
+constexpr long long kSideLimit = 32767;     // of cv::remap, exclusive
+constexpr long long kFurthest = 1LL << 24;  // whole numbers are exact in float up to here
 
 }  // namespace
 
@@ -25,27 +24,27 @@ cv::Mat intrinsicsOf(const cv::detail::CameraParams& camera, double aspect) {
   return K;
 }
 
-void requireMontageSize(long long width, long long height) {
+void requireFootprint(cv::Point corner, long long width, long long height) {
   if (width < 1 || height < 1 || width >= kSideLimit || height >= kSideLimit) {
     CV_Error_(
         cv::Error::StsOutOfRange,
         ("a footprint of %lld x %lld pixels on the montage plane cannot be warped", width, height));
   }
+  const auto isOutside = [](long long first, long long length) {
+    return first < -kFurthest || first + length > kFurthest;
+  };
+  if (isOutside(corner.x, width) || isOutside(corner.y, height)) {
+    CV_Error_(
+        cv::Error::StsOutOfRange,
+        ("a footprint at (%d, %d) on the montage plane cannot be warped", corner.x, corner.y));
+  }
 }
 
-void requireMontageSize(const std::vector<cv::Point>& corners, const std::vector<cv::Size>& sizes) {
+void requireFootprints(const std::vector<cv::Point>& corners, const std::vector<cv::Size>& sizes) {
   CV_Assert(!corners.empty() && corners.size() == sizes.size());
-  long long left = corners[0].x;
-  long long top = corners[0].y;
-  long long right = left;
-  long long bottom = top;
   for (std::size_t i = 0; i < corners.size(); ++i) {
-    left = std::min<long long>(left, corners[i].x);
-    top = std::min<long long>(top, corners[i].y);
-    right = std::max(right, static_cast<long long>(corners[i].x) + sizes[i].width);
-    bottom = std::max(bottom, static_cast<long long>(corners[i].y) + sizes[i].height);
+    requireFootprint(corners[i], sizes[i].width, sizes[i].height);
   }
-  requireMontageSize(right - left, bottom - top);
 }
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition

@@ -17,14 +17,20 @@ cv::Mat intrinsicsOf(const cv::detail::CameraParams& camera);
 /// The same with focal lengths and principal point multiplied by `aspect`.
 cv::Mat intrinsicsOf(const cv::detail::CameraParams& camera, double aspect);
 
-/// Raises a `cv::Exception` (`StsOutOfRange`) unless both sides lie in [1, 32767).
+/// Raises a `cv::Exception` (`StsOutOfRange`) unless an image can be warped there: both sides lie
+/// in [1, 32767), and all pixels within 2^24 of the plane's origin, where single precision tells
+/// them apart.
 ///
 /// OpenCV's resampling refuses larger sides only after gigabytes of maps have been taken, and
-/// degenerate cameras give footprints of millions of pixels.
-void requireMontageSize(long long width, long long height);
+/// degenerate cameras give footprints of millions of pixels, at the end of the range of `int`.
+///
+/// @param[in] width, height  not yet narrowed: corners at both ends of that range are further apart
+///   than an `int` holds.
+void requireFootprint(cv::Point corner, long long width, long long height);
 
-/// The same for the union of footprints, the area of a montage; raises it also without footprints.
-void requireMontageSize(const std::vector<cv::Point>& corners, const std::vector<cv::Size>& sizes);
+/// The same for every footprint of a montage; there must be one. Their union has no limit of its
+/// own.
+void requireFootprints(const std::vector<cv::Point>& corners, const std::vector<cv::Size>& sizes);
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition
 

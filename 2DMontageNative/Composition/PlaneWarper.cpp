@@ -6,6 +6,7 @@
 #include "Platform/ParallelLoop.h"
 
 #include <cstdint>
+#include <typeinfo>
 
 namespace ORV::Common::Algorithms::Montage::Composition {
 namespace {
@@ -71,7 +72,7 @@ cv::Rect ParallelPlaneWarper::project(cv::Size sourceSize,
   // The corners of a camera that looks past the plane may lie anywhere in the range of int.
   const std::int64_t width = std::int64_t{last.x} - first.x + 1;
   const std::int64_t height = std::int64_t{last.y} - first.y + 1;
-  requireMontageSize(width, height);
+  requireFootprint(first, width, height);
   return {first, cv::Size(static_cast<int>(width), static_cast<int>(height))};
 }
 
@@ -140,6 +141,11 @@ cv::Point ParallelPlaneWarper::warpWithMask(const cv::Mat& image,
   return area.tl();
 }
 
+bool isPlaneWarper(const cv::detail::RotationWarper& warper) {
+  const std::type_info& kind = typeid(warper);
+  return kind == typeid(ParallelPlaneWarper) || kind == typeid(cv::detail::PlaneWarper);
+}
+
 cv::Point warpWithMask(cv::detail::RotationWarper& warper,
                        const cv::Mat& image,
                        cv::InputArray K,
@@ -151,8 +157,6 @@ cv::Point warpWithMask(cv::detail::RotationWarper& warper,
   if (auto* parallel = dynamic_cast<ParallelPlaneWarper*>(&warper)) {
     return parallel->warpWithMask(image, K, R, imageSampling, maskSampling, warped, mask);
   }
-  const cv::Rect footprint = warper.warpRoi(image.size(), K, R);
-  requireMontageSize(footprint.width, footprint.height);
   const cv::Mat allValid(image.size(), CV_8UC1, cv::Scalar(kValid));
   cv::Mat warpedImage;
   cv::Mat warpedMask;

@@ -18,8 +18,8 @@ namespace ORV::Common::Algorithms::Montage::Composition {
 /// The destination is worked off in tiles on all cores: the source positions of a tile are computed
 /// and sampled while they are in the cache, so working memory does not grow with the image.
 ///
-/// K and R are 3 x 3, T is 3 x 1, all `CV_32F` (else `cv::Exception`). A destination with a side
-/// below 1 or from 32767 on raises `cv::Exception` (`StsOutOfRange`) before memory is taken. A
+/// K and R are 3 x 3, T is 3 x 1, all `CV_32F` (else `cv::Exception`). A destination that
+/// `requireFootprint` refuses raises `cv::Exception` (`StsOutOfRange`) before memory is taken. A
 /// warper keeps its projection: not for two threads at once.
 class ParallelPlaneWarper : public cv::detail::PlaneWarper {
  public:
@@ -68,6 +68,10 @@ class ParallelPlaneWarperCreator : public cv::PlaneWarper {
     return cv::makePtr<ParallelPlaneWarper>(scale);
   }
 };
+
+/// True for the kinds whose footprints follow from sizes and cameras alone: this warper and
+/// OpenCV's plane warper itself. Where another kind puts an image is known only from its `warp()`.
+bool isPlaneWarper(const cv::detail::RotationWarper& warper);
 
 /// ParallelPlaneWarper::warpWithMask() with any warper: another kind warps image and mask one after
 /// the other.

@@ -62,6 +62,32 @@ cv::Size resizedSize(const cv::Mat& image, double scale) {
   return size;
 }
 
+/// Where the images lie on the montage plane at seam scale, known without warping for the plane
+/// warpers; their footprints that cannot be warped are refused before any takes memory.
+std::vector<cv::Rect> footprintsOf(cv::detail::RotationWarper& warper,
+                                   const std::vector<cv::Mat>& images,
+                                   const std::vector<cv::detail::CameraParams>& cameras,
+                                   double seamScale,
+                                   double seamWorkAspect) {
+  std::vector<cv::Rect> footprints;
+  for (std::size_t i = 0; i < images.size(); ++i) {
+    const cv::Mat K = intrinsicsOf(cameras[i], seamWorkAspect);
+    const cv::Mat& R = cameras[i].R;
+    if (isPlaneWarper(warper)) {
+      const cv::Rect footprint = warper.warpRoi(resizedSize(images[i], seamScale), K, R);
+      requireFootprint(footprint.tl(), footprint.width, footprint.height);
+      footprints.push_back(footprint);
+    } else {
+      const cv::Mat scaled = resized(images[i], seamScale);
+      cv::Mat warped;
+      const cv::Point corner =
+          warper.warp(scaled, K, R, cv::INTER_LINEAR, cv::BORDER_REFLECT, warped);
+      footprints.emplace_back(corner, warped.size());
+    }
+  }
+  return footprints;
+}
+
 /// Three channels, as exposure estimation and the seam finders take them.
 cv::Mat colourOf(const cv::Mat& warped) {
   if (warped.type() != CV_8UC1) {
@@ -132,6 +158,9 @@ int Seam::Process(std::vector<cv::Mat>& images,
                   std::vector<cv::Point>& footprintCentres) {
   const Platform::CpuOnly cpuOnly;
   const std::size_t imageCount = images.size();
+  if (isPlaneWarper(*warp.warper)) {
+    static_cast<void>(footprintsOf(*warp.warper, images, cameras, seamScale, seamWorkAspect));
+  }
   std::vector<cv::Point> warpedCorners(imageCount);
   std::vector<cv::Size> warpedSizes(imageCount);
   std::vector<cv::UMat> colourImages(imageCount);
@@ -170,13 +199,11 @@ int Seam::Process(std::vector<cv::Mat>& images,
                   double seamScale,
                   double seamWorkAspect,
                   std::vector<cv::Point>& footprintCentres) {
-  // Only the footprints are wanted, and they follow from the sizes: no pixel is warped.
+  const Platform::CpuOnly cpuOnly;
   std::vector<cv::Point> warpedCorners;
   std::vector<cv::Size> warpedSizes;
-  for (std::size_t i = 0; i < images.size(); ++i) {
-    const cv::Rect footprint = warp.warper->warpRoi(
-        resizedSize(images[i], seamScale), intrinsicsOf(cameras[i], seamWorkAspect), cameras[i].R);
-    requireMontageSize(footprint.width, footprint.height);
+  for (const cv::Rect& footprint :
+       footprintsOf(*warp.warper, images, cameras, seamScale, seamWorkAspect)) {
     warpedCorners.push_back(footprint.tl());
     warpedSizes.push_back(footprint.size());
   }

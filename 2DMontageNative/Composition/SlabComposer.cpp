@@ -2,6 +2,7 @@
 #include "Composition/SlabComposer.h"
 
 #include "Composition/PlaneFootprint.h"
+#include "Composition/PlaneWarper.h"
 #include "Composition/ScaleTolerance.h"
 #include "Platform/ParallelLoop.h"
 
@@ -110,10 +111,16 @@ SlabComposer::SlabComposer(cv::Ptr<cv::detail::RotationWarper> warper,
       blender_(blender) {}
 
 cv::Mat SlabComposer::compose(const std::vector<cv::Mat>& images) {
-  layOut(images);
+  std::vector<cv::Mat> whole;
+  if (!isPlaneWarper(*warper_)) {
+    for (std::size_t i = 0; i < images.size(); ++i) {
+      whole.push_back(warpWhole(images[i], i));
+    }
+  }
+  layOut(images, whole);
   WarpedImages warped;
   for (std::size_t i = 0; i < images.size(); ++i) {
-    warped.push_back(warp(images[i], i));
+    warped.push_back(whole.empty() ? warp(images[i], i) : store(whole[i], i));
   }
   const TileBlending& blending = *layout_->blending;
   cv::Mat montage(layout_->montage.size(), CV_8UC(layout_->channels));
@@ -129,15 +136,20 @@ cv::Mat SlabComposer::compose(const std::vector<cv::Mat>& images) {
 }
 
 /// Prepares for images of these sizes, unless the last slab had the same.
-void SlabComposer::layOut(const std::vector<cv::Mat>& images) {
+///
+/// @param[in] whole  the warped images, if only they tell where images lie; else empty.
+void SlabComposer::layOut(const std::vector<cv::Mat>& images, const std::vector<cv::Mat>& whole) {
   const int channels = images.empty() ? kColourChannels : images[0].channels();
   std::vector<cv::Size> imageSizes = sizesOf(images);
-  if (layout_ && layout_->imageSizes == imageSizes && layout_->channels == channels) {
+  std::vector<cv::Size> wholeSizes = sizesOf(whole);
+  if (layout_ && layout_->imageSizes == imageSizes && layout_->wholeSizes == wholeSizes &&
+      layout_->channels == channels) {
     return;
   }
   layout_.reset();
-  requireMontageSize(geometry_.corners, geometry_.sizes);
+  requireFootprints(geometry_.corners, geometry_.sizes);
   Layout layout{std::move(imageSizes),
+                std::move(wholeSizes),
                 channels,
                 cv::detail::resultRoi(geometry_.corners, geometry_.sizes),
                 {},
@@ -146,7 +158,9 @@ void SlabComposer::layOut(const std::vector<cv::Mat>& images) {
   std::vector<PlacedMask> masks;
   for (std::size_t i = 0; i < images.size(); ++i) {
     const cv::Size scaled = scaledSizeForComposition(images[i].size(), geometry_.composeScale);
-    layout.placements.push_back(place(i, scaled, layout.montage.tl()));
+    const cv::Rect footprint = whole.empty() ? footprintOf(*warper_, geometry_, i, scaled)
+                                             : cv::Rect(geometry_.corners[i], whole[i].size());
+    layout.placements.push_back(place(i, scaled, footprint, layout.montage.tl()));
     masks.push_back({layout.placements[i].area, layout.placements[i].mask});
   }
   layout.blending = makeTileBlending(blender_, std::move(masks), layout.montage.size());
@@ -157,9 +171,12 @@ void SlabComposer::layOut(const std::vector<cv::Mat>& images) {
   layout_ = std::move(layout);
 }
 
-ImagePlacement SlabComposer::place(std::size_t index, cv::Size scaledSize, cv::Point origin) const {
-  return seams_ ? placeWithinSeams(*warper_, geometry_, *seams_, index, scaledSize, origin)
-                : placeWhole(*warper_, geometry_, index, scaledSize, origin);
+ImagePlacement SlabComposer::place(std::size_t index,
+                                   cv::Size scaledSize,
+                                   const cv::Rect& footprint,
+                                   cv::Point origin) const {
+  return seams_ ? placeWithinSeams(geometry_, *seams_, index, footprint, origin)
+                : placeWhole(*warper_, geometry_, index, scaledSize, footprint, origin);
 }
 
 std::optional<PlaneSampler> SlabComposer::samplerOf(const Layout& layout, std::size_t index) const {
@@ -186,27 +203,37 @@ std::optional<PlaneSampler> SlabComposer::samplerOf(const Layout& layout, std::s
 
 std::unique_ptr<WarpedImage> SlabComposer::warp(const cv::Mat& image, std::size_t index) const {
   CV_Assert(image.type() == CV_8UC1 || image.type() == CV_8UC3);
-  const cv::Mat scaled = scaledForComposition(image, geometry_.composeScale);
   const auto& sampler = layout_->samplers[index];
-  if (sampler) {
-    return std::make_unique<SampledImage>(withChannels(scaled, layout_->channels), *sampler);
+  if (!sampler) {
+    return store(warpWhole(image, index), index);
   }
-  return std::make_unique<StoredImage>(withChannels(warpWhole(scaled, index), layout_->channels));
+  const cv::Mat scaled = scaledForComposition(image, geometry_.composeScale);
+  return std::make_unique<SampledImage>(withChannels(scaled, layout_->channels), *sampler);
 }
 
-/// Warps and compensates the image as a whole, through whatever warper and compensator there are.
-cv::Mat SlabComposer::warpWhole(const cv::Mat& scaled, std::size_t index) const {
-  const ImagePlacement& placement = layout_->placements[index];
+/// Warps the image as a whole, through whatever warper there is.
+cv::Mat SlabComposer::warpWhole(const cv::Mat& image, std::size_t index) const {
+  const cv::detail::CameraParams& camera = geometry_.cameras[index];
   const auto [interpolation, border] = sampling();
   cv::Mat warped;
-  warper_->warp(scaled, placement.K, placement.R, interpolation, border, warped);
-  warped = withChannels(warped, kColourChannels);
+  warper_->warp(scaledForComposition(image, geometry_.composeScale),
+                intrinsicsOf(camera),
+                camera.R,
+                interpolation,
+                border,
+                warped);
+  return warped;
+}
+
+/// Compensates the whole warped image, through whatever compensator there is.
+std::unique_ptr<WarpedImage> SlabComposer::store(const cv::Mat& warped, std::size_t index) const {
+  cv::Mat colour = withChannels(warped, kColourChannels);
   if (seams_) {
     cv::Mat mask;
-    cv::resize(seams_->masks[index], mask, warped.size(), 0, 0, cv::INTER_LINEAR);
-    seams_->compensator->apply(static_cast<int>(index), geometry_.corners[index], warped, mask);
+    cv::resize(seams_->masks[index], mask, colour.size(), 0, 0, cv::INTER_LINEAR);
+    seams_->compensator->apply(static_cast<int>(index), geometry_.corners[index], colour, mask);
   }
-  return warped;
+  return std::make_unique<StoredImage>(withChannels(colour, layout_->channels));
 }
 
 Sampling SlabComposer::sampling() const {

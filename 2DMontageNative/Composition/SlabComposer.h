@@ -59,21 +59,24 @@ class SlabComposer {
   /// What slabs whose images have the same sizes share.
   struct Layout {
     std::vector<cv::Size> imageSizes;
-    int channels;  ///< of the montage
+    std::vector<cv::Size> wholeSizes;  ///< of the images that were warped to be laid out
+    int channels;                      ///< of the montage
     cv::Rect montage;
     std::vector<ImagePlacement> placements;
     std::unique_ptr<TileBlending> blending;
     std::vector<std::optional<PlaneSampler>> samplers;  ///< empty: to be warped as a whole
   };
 
-  void layOut(const std::vector<cv::Mat>& images);
+  void layOut(const std::vector<cv::Mat>& images, const std::vector<cv::Mat>& whole);
   [[nodiscard]] ImagePlacement place(std::size_t index,
                                      cv::Size scaledSize,
+                                     const cv::Rect& footprint,
                                      cv::Point origin) const;
   [[nodiscard]] std::optional<PlaneSampler> samplerOf(const Layout& layout,
                                                       std::size_t index) const;
   [[nodiscard]] std::unique_ptr<WarpedImage> warp(const cv::Mat& image, std::size_t index) const;
-  [[nodiscard]] cv::Mat warpWhole(const cv::Mat& scaled, std::size_t index) const;
+  [[nodiscard]] cv::Mat warpWhole(const cv::Mat& image, std::size_t index) const;
+  [[nodiscard]] std::unique_ptr<WarpedImage> store(const cv::Mat& warped, std::size_t index) const;
   [[nodiscard]] Sampling sampling() const;
 
   cv::Ptr<cv::detail::RotationWarper> warper_;

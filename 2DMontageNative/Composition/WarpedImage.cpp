@@ -5,8 +5,6 @@
 
 #include <opencv2/imgproc.hpp>
 
-#include <typeinfo>
-
 namespace ORV::Common::Algorithms::Montage::Composition {
 namespace {
 
@@ -55,8 +53,7 @@ void SampledImage::sampleTile(const cv::Rect& tile, cv::Mat pixels) const {
 
 std::optional<cv::detail::PlaneProjector> planeProjectorOf(const cv::detail::RotationWarper& warper,
                                                            const ImagePlacement& placement) {
-  const std::type_info& kind = typeid(warper);
-  if (kind != typeid(ParallelPlaneWarper) && kind != typeid(cv::detail::PlaneWarper)) {
+  if (!isPlaneWarper(warper)) {
     return {};
   }
   cv::detail::PlaneProjector projector{};

@@ -63,8 +63,8 @@ Histogram brightnessHistogram(const cv::Mat& montage) {
 
 /// The first bin at which more than 98 % of the pixels have been counted, or 256. The running sum
 /// is single precision, like the bins of OpenCV's histogram.
-int percentileBin(const Histogram& histogram, int rows, int cols) {
-  const auto total = static_cast<float>(rows * cols);
+int percentileBin(const Histogram& histogram, std::size_t pixelCount) {
+  const auto total = static_cast<float>(pixelCount);
   float sum = 0.0F;
   for (int bin = 0; bin < kBinCount; ++bin) {
     sum += static_cast<float>(histogram[static_cast<std::size_t>(bin)]);
@@ -105,7 +105,7 @@ cv::Mat lumaTable(const cv::Mat& scaled) {
 }  // namespace
 
 void normaliseBrightness(cv::Mat& montage) {
-  const int bin = percentileBin(brightnessHistogram(montage), montage.rows, montage.cols);
+  const int bin = percentileBin(brightnessHistogram(montage), montage.total());
   const double gain = (256.0 / (bin + 1)) * kTargetFraction;
   const cv::Mat scaled = scaledValues(gain);
   const cv::Mat table = isColour(montage) ? lumaTable(scaled) : scaled;

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <opencv2/stitching/detail/blenders.hpp>
 
+#include <climits>
 #include <string>
 #include <vector>
 
@@ -219,9 +220,21 @@ TEST_F(BlendTest, WritesIntoNewMemoryAndLeavesTheInputsAlone) {
   EXPECT_THAT(masks_[0], EqualsImage(mask));
 }
 
-TEST_F(BlendTest, RefusesMontagesThatCannotBeHeld) {
-  corners_[1] = {40000, 0};
-  EXPECT_THROW(call("no", Blender::NO), cv::Exception);
+TEST_F(BlendTest, LimitsFootprintsButNotTheMontage) {
+  for (const int blendType : {Blender::NO, Blender::FEATHER, Blender::MULTI_BAND}) {
+    placeAt({0, 0, kWidth, kHeight}, {40000 - kWidth, 3, kWidth, kHeight});
+    ASSERT_EQ(call("no", blendType), 0);
+    ASSERT_EQ(result_.size(), cv::Size(40000, kHeight + 3));
+    EXPECT_NEAR(result_.at<cv::Vec3b>(kHeight / 2, kWidth / 2)[0], 100, 1);
+    EXPECT_NEAR(result_.at<cv::Vec3b>(kHeight / 2, 40000 - kWidth / 2)[0], 200, 1);
+  }
+  for (const cv::Rect& degenerate : {cv::Rect(0, 0, 32767, kHeight),
+                                     cv::Rect(0, 0, kWidth, 0),
+                                     cv::Rect(INT_MIN, 0, kWidth, kHeight),
+                                     cv::Rect(0, (1 << 24) - kHeight + 1, kWidth, kHeight)}) {
+    placeAt({0, 0, kWidth, kHeight}, degenerate);
+    EXPECT_THROW(call("no", Blender::NO), cv::Exception) << degenerate;
+  }
 }
 
 }  // namespace

@@ -38,8 +38,8 @@ class SeamOnViews : public testing::Test {
         warp_(cameras_, 1.0),
         compensate_(cv::detail::ExposureCompensator::GAIN_BLOCKS) {}
 
-  int call(Seam& seam, const std::string& seamType, bool wide = false) {
-    return seam(views_.images, masks_, corners_, cameras_, 1.0, 1.0, seamType, wide, centres_);
+  int call(Seam& seam, const std::string& seamType, bool wide = false, double scale = 1.0) {
+    return seam(views_.images, masks_, corners_, cameras_, scale, scale, seamType, wide, centres_);
   }
 
   ViewSet views_;
@@ -56,14 +56,20 @@ bool holds(const Seam& seam) {
   return dynamic_cast<const Finder*>(seam.seamFinder.get()) != nullptr;
 }
 
+template <cv::detail::DpSeamFinder::CostFunction cost>
+bool holdsDp(const Seam& seam) {
+  const auto* finder = dynamic_cast<const cv::detail::DpSeamFinder*>(seam.seamFinder.get());
+  return finder != nullptr && finder->costFunction() == cost;
+}
+
 TEST_F(SeamOnViews, EveryKeywordSelectsItsFinder) {
   struct Case {
     const char* keyword;
     bool (*selected)(const Seam&);
   };
   const Case cases[] = {{"no", holds<cv::detail::NoSeamFinder>},
-                        {"dp_color", holds<cv::detail::DpSeamFinder>},
-                        {"dp_colorgrad", holds<cv::detail::DpSeamFinder>},
+                        {"dp_color", holdsDp<cv::detail::DpSeamFinder::COLOR>},
+                        {"dp_colorgrad", holdsDp<cv::detail::DpSeamFinder::COLOR_GRAD>},
                         {"gc_color", holds<cv::detail::GraphCutSeamFinder>},
                         {"gc_colorgrad", holds<cv::detail::GraphCutSeamFinder>},
                         {"voronoi", holds<cv::detail::VoronoiSeamFinder>}};
@@ -76,16 +82,6 @@ TEST_F(SeamOnViews, EveryKeywordSelectsItsFinder) {
     EXPECT_TRUE(each.selected(seam));
   }
   EXPECT_EQ(output.text(), "");
-}
-
-TEST_F(SeamOnViews, DynamicProgrammingUsesTheCostOfItsKeyword) {
-  Seam seam(warp_, compensate_);
-  call(seam, "dp_color");
-  EXPECT_EQ(dynamic_cast<cv::detail::DpSeamFinder&>(*seam.seamFinder).costFunction(),
-            cv::detail::DpSeamFinder::COLOR);
-  call(seam, "dp_colorgrad");
-  EXPECT_EQ(dynamic_cast<cv::detail::DpSeamFinder&>(*seam.seamFinder).costFunction(),
-            cv::detail::DpSeamFinder::COLOR_GRAD);
 }
 
 TEST_F(SeamOnViews, RefusesOtherKeywordsAndTouchesNothing) {
@@ -167,18 +163,23 @@ TEST_F(SeamOnViews, NeverWritesIntoMasksTheCallerShares) {
 TEST_F(SeamOnViews, GeometryOnlyReportsTheSamePlacesAndNoMasks) {
   auto spy = cv::makePtr<SpyCompensator>();
   compensate_.compensator = spy;
-  Seam seam(warp_, compensate_);
-  ASSERT_EQ(call(seam, "gc_color"), 0);
-  EXPECT_EQ(spy->feedCount, 1);
-  const auto corners = corners_;
-  const auto centres = centres_;
-  masks_ = {};  // not even read
-  corners_ = {{0, 0}, {0, 0}};
-  ASSERT_EQ(call(seam, "no"), 0);
-  EXPECT_EQ(corners_, corners);
-  EXPECT_EQ(centres_, centres);
-  EXPECT_TRUE(masks_.empty());
-  EXPECT_EQ(spy->feedCount, 1);
+  for (const double scale : {1.0, 0.335}) {  // 160 x 120 pixels become 54 x 40, not 53
+    warp_.scale(scale);
+    Seam seam(warp_, compensate_);
+    spy->feedCount = 0;
+    masks_ = std::vector<cv::Mat>(2);
+    ASSERT_EQ(call(seam, "gc_color", false, scale), 0);
+    EXPECT_EQ(spy->feedCount, 1);
+    const auto corners = corners_;
+    const auto centres = centres_;
+    masks_ = {};  // not even read
+    corners_ = {{0, 0}, {0, 0}};
+    ASSERT_EQ(call(seam, "no", false, scale), 0);
+    EXPECT_EQ(corners_, corners);
+    EXPECT_EQ(centres_, centres);
+    EXPECT_TRUE(masks_.empty());
+    EXPECT_EQ(spy->feedCount, 1);
+  }
 }
 
 /// Stages on stand-ins: warped places are dictated, gains are noted.
@@ -219,6 +220,14 @@ TEST_F(SeamOnSpies, CentresAreFullResolutionPixelsFromTheTopLeftOfAll) {
     ASSERT_EQ(call(keyword, 0.5, 1.0), 0);
     EXPECT_EQ(corners_, (std::vector<cv::Point>{{-21, 4}, {30, 0}}));
     EXPECT_EQ(centres_, (std::vector<cv::Point>{{101, 68}, {202, 60}}));
+    const bool geometryOnly = keyword == std::string("no");
+    EXPECT_EQ(warper_->calls.size(), geometryOnly ? 2U : 4U);
+    for (const SpyWarper::Call& each : warper_->calls) {
+      EXPECT_EQ(each.interpolation,
+                static_cast<int>(geometryOnly ? cv::INTER_LINEAR : cv::INTER_CUBIC));
+      EXPECT_EQ(each.border,
+                static_cast<int>(geometryOnly ? cv::BORDER_REFLECT : cv::BORDER_CONSTANT));
+    }
   }
 }
 
@@ -239,8 +248,6 @@ TEST_F(SeamOnSpies, CamerasAreBroughtToTheSeamScale) {
     const cv::Mat expected = (cv::Mat_<float>(3, 3) << 150, 0, 0, 0, 225, 16.5F, 0, 0, 1);
     EXPECT_EQ(cv::norm(each.K, expected), 0);
     EXPECT_EQ(each.source, cv::Size(50, 25));
-    EXPECT_EQ(each.interpolation, static_cast<int>(cv::INTER_CUBIC));
-    EXPECT_EQ(each.border, static_cast<int>(cv::BORDER_CONSTANT));
   }
   EXPECT_EQ(cameras_[0].focal, 300);
 }

@@ -211,14 +211,6 @@ TEST(SlabComposer, AppliesCompensatorsOfOtherKinds) {
                std::out_of_range);
 }
 
-TEST(SlabComposer, RefusesFootprintsTooLargeToWarp) {
-  Scene scene;
-  scene.geometry.corners[0].x = -40000;
-  const auto blender = makeBlender(Blender::NO, false);
-  EXPECT_THROW(static_cast<void>(scene.composer(*blender, true).compose(scene.images)),
-               cv::Exception);
-}
-
 TEST(BlockGains, EqualTheCompensatorOnAnyPart) {
   cv::RNG random(0x6a1);
   for (int round = 0; round < 200; ++round) {

@@ -68,16 +68,6 @@ TEST(Warp, CopiesShareTheWarperUntilOneIsRescaled) {
   EXPECT_EQ(assigned.warper, warp.warper);
 }
 
-TEST(Warp, IsThePlaneProjection) {
-  if (cv::cuda::getCudaEnabledDeviceCount() > 0) {
-    GTEST_SKIP() << "a CUDA device selects the GPU variant";
-  }
-  auto cameras = camerasOfFocals({500});
-  Warp warp(cameras, 1.0);
-  EXPECT_NE(dynamic_cast<cv::PlaneWarper*>(warp.warperCreator.get()), nullptr);
-  EXPECT_NE(dynamic_cast<cv::detail::PlaneWarper*>(warp.warper.get()), nullptr);
-}
-
 TEST(Warp, WarpsIntoTheFootprintItAnnounces) {
   auto cameras = camerasOfFocals({420});
   Warp warp(cameras, 1.0);

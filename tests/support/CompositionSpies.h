@@ -16,7 +16,8 @@
 namespace ORV::TestSupport {
 
 /// Places each source where `place` says (nearest neighbour), whatever the camera; `place` gets the
-/// x coordinate of the camera's principal point, so that tests tell cameras apart by it.
+/// x coordinate of the camera's principal point, so that tests tell cameras apart by it. Where it
+/// puts an image is known only from warping it.
 class SpyWarper : public cv::detail::RotationWarper {
  public:
   using Place = std::function<cv::Rect(cv::Size source, float principalX)>;
@@ -30,17 +31,17 @@ class SpyWarper : public cv::detail::RotationWarper {
 
   explicit SpyWarper(Place place) : place_(std::move(place)) {}
 
-  cv::Rect warpRoi(cv::Size source, cv::InputArray K, cv::InputArray) override {
-    return place_(source, K.getMat().at<float>(0, 2));
+  cv::Rect warpRoi(cv::Size, cv::InputArray, cv::InputArray) override {
+    CV_Error(cv::Error::StsNotImplemented, "the stages take what warping gives");
   }
   cv::Point warp(cv::InputArray source,
                  cv::InputArray K,
-                 cv::InputArray R,
+                 cv::InputArray,
                  int interpolation,
                  int border,
                  cv::OutputArray result) override {
     calls.push_back({source.size(), source.type(), interpolation, border, K.getMat().clone()});
-    const cv::Rect footprint = warpRoi(source.size(), K, R);
+    const cv::Rect footprint = place_(source.size(), K.getMat().at<float>(0, 2));
     cv::resize(source, result, footprint.size(), 0, 0, cv::INTER_NEAREST);
     return footprint.tl();
   }
