@@ -25,11 +25,6 @@ int roundedUp(int length, int step) {
   return (length + step - 1) / step * step;
 }
 
-cv::Rect grown(const cv::Rect& area, int margin) {
-  const cv::Point step(margin, margin);
-  return {area.tl() - step, area.br() + step};
-}
-
 /// The area that the pixels of `area` take `level` levels up.
 cv::Rect atLevel(const cv::Rect& area, int level) {
   return {area.x >> level, area.y >> level, area.width >> level, area.height >> level};

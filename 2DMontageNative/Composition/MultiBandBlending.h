@@ -6,6 +6,7 @@
 
 #include "Composition/TileBlending.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace ORV::Common::Algorithms::Montage::Composition {
@@ -22,9 +23,15 @@ class MultiBandBlending : public TileBlending {
   /// @param[in] bandCount  bands above the coarsest level; fewer are used for a tiny montage.
   MultiBandBlending(std::vector<PlacedMask> masks, cv::Size montage, int bandCount);
 
-  [[nodiscard]] int tileSide() const override { return kTileSide; }
+  /// Large beside the margin that a tile's pyramids need.
+  [[nodiscard]] int tileSide() const override { return std::max(kTileSide, 32 << bandCount_); }
   [[nodiscard]] int reach() const override { return 4 << bandCount_; }
+  [[nodiscard]] int alignment() const override { return 1 << bandCount_; }
   void blend(const WarpedImages& images, const cv::Rect& tile, cv::Mat pixels) const override;
+  [[nodiscard]] const PlacedMask& maskOf(std::size_t index) const override {
+    return images_[index].image;
+  }
+  [[nodiscard]] std::size_t imageCount() const override { return images_.size(); }
 
  private:
   struct Layers;

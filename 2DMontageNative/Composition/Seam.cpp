@@ -3,9 +3,8 @@
 #include "Composition/PlaneFootprint.h"
 #include "Composition/PlaneWarper.h"
 #include "Composition/SeamFootprints.h"
+#include "Composition/SeamViews.h"
 #include "Platform/OpenCvScope.h"
-
-#include <opencv2/imgproc.hpp>
 
 #include <iostream>
 
@@ -17,7 +16,8 @@ constexpr int kUnsupportedKeyword = 1;
 
 constexpr float kTerminalCost = 10000.0F;
 constexpr float kBadRegionPenalty = 1000.0F;
-constexpr int kWideDilationSide = 15;
+constexpr int kDilation = 1;
+constexpr int kWideDilation = 7;
 
 /// The finder of a keyword, or an empty pointer.
 cv::Ptr<cv::detail::SeamFinder> makeSeamFinder(const std::string& seamType) {
@@ -49,19 +49,6 @@ cv::Ptr<cv::detail::SeamFinder> makeSeamFinder(const std::string& seamType) {
   return {};
 }
 
-cv::Mat resized(const cv::Mat& image, double scale) {
-  cv::Mat scaled;
-  cv::resize(image, scaled, cv::Size(), scale, scale, cv::INTER_LINEAR);
-  return scaled;
-}
-
-/// The size that `resized` gives, without resampling.
-cv::Size resizedSize(const cv::Mat& image, double scale) {
-  const cv::Size size(cvRound(image.cols * scale), cvRound(image.rows * scale));
-  CV_Assert(!image.empty() && !size.empty());
-  return size;
-}
-
 /// Where the images lie on the montage plane at seam scale, known without warping for the plane
 /// warpers; their footprints that cannot be warped are refused before any takes memory.
 std::vector<cv::Rect> footprintsOf(cv::detail::RotationWarper& warper,
@@ -74,11 +61,11 @@ std::vector<cv::Rect> footprintsOf(cv::detail::RotationWarper& warper,
     const cv::Mat K = intrinsicsOf(cameras[i], seamWorkAspect);
     const cv::Mat& R = cameras[i].R;
     if (isPlaneWarper(warper)) {
-      const cv::Rect footprint = warper.warpRoi(resizedSize(images[i], seamScale), K, R);
+      const cv::Rect footprint = warper.warpRoi(reducedSizeForSeams(images[i].size(), seamScale), K, R);
       requireFootprint(footprint.tl(), footprint.width, footprint.height);
       footprints.push_back(footprint);
     } else {
-      const cv::Mat scaled = resized(images[i], seamScale);
+      const cv::Mat scaled = reducedForSeams(images[i], seamScale);
       cv::Mat warped;
       const cv::Point corner =
           warper.warp(scaled, K, R, cv::INTER_LINEAR, cv::BORDER_REFLECT, warped);
@@ -86,30 +73,6 @@ std::vector<cv::Rect> footprintsOf(cv::detail::RotationWarper& warper,
     }
   }
   return footprints;
-}
-
-/// Three channels, as exposure estimation and the seam finders take them.
-cv::Mat colourOf(const cv::Mat& warped) {
-  if (warped.type() != CV_8UC1) {
-    return warped;
-  }
-  cv::Mat colour;
-  cv::cvtColor(warped, colour, cv::COLOR_GRAY2BGR);
-  return colour;
-}
-
-cv::Mat widened(const cv::UMat& mask, bool wideSeamDilation) {
-  const cv::Point centre(-1, -1);
-  const cv::Mat kernel =
-      wideSeamDilation ? cv::getStructuringElement(
-                             cv::MORPH_RECT, cv::Size(kWideDilationSide, kWideDilationSide), centre)
-                       : cv::Mat();  // OpenCV's 3 x 3
-  cv::Mat cut;
-  mask.copyTo(cut);
-  cv::Mat result;
-  cv::dilate(
-      cut, result, kernel, centre, 1, cv::BORDER_CONSTANT, cv::morphologyDefaultBorderValue());
-  return result;
 }
 
 }  // namespace
@@ -157,39 +120,25 @@ int Seam::Process(std::vector<cv::Mat>& images,
                   bool wideSeamDilation,
                   std::vector<cv::Point>& footprintCentres) {
   const Platform::CpuOnly cpuOnly;
-  const std::size_t imageCount = images.size();
   if (isPlaneWarper(*warp.warper)) {
     static_cast<void>(footprintsOf(*warp.warper, images, cameras, seamScale, seamWorkAspect));
   }
-  std::vector<cv::Point> warpedCorners(imageCount);
-  std::vector<cv::Size> warpedSizes(imageCount);
-  std::vector<cv::UMat> colourImages(imageCount);
-  std::vector<cv::UMat> floatImages(imageCount);
-  std::vector<cv::UMat> cutMasks(imageCount);
-
-  for (std::size_t i = 0; i < imageCount; ++i) {
-    const cv::Mat scaled = resized(images[i], seamScale);
-    const cv::Mat K = intrinsicsOf(cameras[i], seamWorkAspect);
-    cv::Mat warped;
-    cv::Mat mask;
-    constexpr Sampling kCubicOnBlack{cv::INTER_CUBIC, cv::BORDER_CONSTANT};
-    warpedCorners[i] = warpWithMask(
-        *warp.warper, scaled, K, cameras[i].R, kCubicOnBlack, kCubicOnBlack, warped, mask);
-    warpedSizes[i] = warped.size();
-    const cv::Mat colour = colourOf(warped);
-    colour.copyTo(colourImages[i]);
-    colour.convertTo(floatImages[i], CV_32F);
-    mask.copyTo(cutMasks[i]);
+  SeamViews views;
+  for (std::size_t i = 0; i < images.size(); ++i) {
+    views.add(*warp.warper,
+              reducedForSeams(images[i], seamScale),
+              intrinsicsOf(cameras[i], seamWorkAspect),
+              cameras[i].R,
+              cv::INTER_CUBIC);
   }
+  compensator->feed(views.corners, views.colour, views.masks);
+  seamFinder->find(views.inSinglePrecision(), views.corners, views.masks);
 
-  compensator->feed(warpedCorners, colourImages, cutMasks);
-  seamFinder->find(floatImages, warpedCorners, cutMasks);
-
-  for (std::size_t i = 0; i < imageCount; ++i) {
-    masks[i] = widened(cutMasks[i], wideSeamDilation);
-    corners[i] = warpedCorners[i];
+  for (std::size_t i = 0; i < images.size(); ++i) {
+    masks[i] = widened(views.masks[i], wideSeamDilation ? kWideDilation : kDilation);
+    corners[i] = views.corners[i];
   }
-  footprintCentres = footprintCentresOf(warpedCorners, warpedSizes, seamScale);
+  footprintCentres = footprintCentresOf(views.corners, views.sizes, seamScale);
   return kSuccess;
 }
 

@@ -5,8 +5,7 @@
 #define ORV_MONTAGE_COMPOSITION_SLAB_COMPOSER_H
 
 #include "Composition/ImagePlacement.h"
-#include "Composition/TileBlending.h"
-#include "Composition/WarpedImage.h"
+#include "Composition/PlaneComposer.h"
 
 #include <opencv2/core.hpp>
 #include <opencv2/stitching/detail/blenders.hpp>
@@ -23,18 +22,10 @@ cv::Ptr<cv::detail::Blender> makeBlender(int blendType, bool tryGpu);
 
 /// Composes the montages of slabs that share their geometry.
 ///
-/// The montage is made tile by tile on all cores: each image that touches a tile is warped there,
-/// brought to its gain and blended while the tile is in the cache, and only where the montage needs
-/// it. The bytes are those of warping, compensating and blending whole images with OpenCV, one
-/// after the other.
-///
-/// What depends on geometry alone is made for the first slab and kept: masks, 1 byte per pixel of
-/// the footprints, and for multi-band blending the coarser levels of their pyramids, 1.4 bytes
-/// more; making those takes 4 bytes per pixel of one footprint per thread. Beyond that and the
-/// result a slab takes less than 16 MB per thread, whatever its size, and a copy of its images at
-/// composition scale where that is not full resolution or the channels differ. A warper other than
-/// the library's or OpenCV's plane warper, or a compensator other than for gains per block, has the
-/// warped images of a slab held as a whole.
+/// With the library's or OpenCV's plane warper and gains per block by a `PlaneComposer`, which is
+/// made for the first slab and kept; any other warper or compensator has the warped images of a slab
+/// held as a whole. Either way the bytes are those of warping, compensating and blending whole
+/// images with OpenCV, one after the other.
 class SlabComposer {
  public:
   /// Blends whole footprints without exposure gains.
@@ -59,24 +50,21 @@ class SlabComposer {
   /// What slabs whose images have the same sizes share.
   struct Layout {
     std::vector<cv::Size> imageSizes;
-    std::vector<cv::Size> wholeSizes;  ///< of the images that were warped to be laid out
-    int channels;                      ///< of the montage
+    int channels;  ///< of the montage
     cv::Rect montage;
-    std::vector<ImagePlacement> placements;
-    std::unique_ptr<TileBlending> blending;
-    std::vector<std::optional<PlaneSampler>> samplers;  ///< empty: to be warped as a whole
+    std::unique_ptr<PlaneComposer> plane;
   };
 
-  void layOut(const std::vector<cv::Mat>& images, const std::vector<cv::Mat>& whole);
+  [[nodiscard]] bool gainsAreKnown() const;
+  cv::Mat composeOnPlane(const std::vector<cv::Mat>& images);
+  void layOut(const std::vector<cv::Mat>& images);
   [[nodiscard]] ImagePlacement place(std::size_t index,
                                      cv::Size scaledSize,
                                      const cv::Rect& footprint,
                                      cv::Point origin) const;
-  [[nodiscard]] std::optional<PlaneSampler> samplerOf(const Layout& layout,
-                                                      std::size_t index) const;
-  [[nodiscard]] std::unique_ptr<WarpedImage> warp(const cv::Mat& image, std::size_t index) const;
+  [[nodiscard]] cv::Mat composeWhole(const std::vector<cv::Mat>& images) const;
   [[nodiscard]] cv::Mat warpWhole(const cv::Mat& image, std::size_t index) const;
-  [[nodiscard]] std::unique_ptr<WarpedImage> store(const cv::Mat& warped, std::size_t index) const;
+  [[nodiscard]] cv::Mat compensated(const cv::Mat& warped, std::size_t index) const;
   [[nodiscard]] Sampling sampling() const;
 
   cv::Ptr<cv::detail::RotationWarper> warper_;

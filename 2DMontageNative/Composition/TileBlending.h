@@ -9,6 +9,7 @@
 #include <opencv2/core.hpp>
 #include <opencv2/stitching/detail/blenders.hpp>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -41,10 +42,18 @@ class TileBlending {
   /// How far from its mask, in pixels, an image bears on the montage.
   [[nodiscard]] virtual int reach() const = 0;
 
-  /// @param[in] images  8-bit with the channels of `pixels`.
-  /// @param[in] tile  part of the montage, its corner at multiples of `tileSide()`.
+  /// Tiles begin at multiples of this; a divisor of `tileSide()`.
+  [[nodiscard]] virtual int alignment() const { return 1; }
+
+  /// @param[in] images  8-bit with the channels of `pixels`; those that do not bear on the tile may
+  ///   be null.
+  /// @param[in] tile  part of the montage, its corner at multiples of `alignment()`.
   /// @param[out] pixels  8-bit, 1 or 3 channels, of the tile's size; every pixel is written.
   virtual void blend(const WarpedImages& images, const cv::Rect& tile, cv::Mat pixels) const = 0;
+
+  /// The mask of image `index`, non-zero where it bears on the pixel that it lies over.
+  [[nodiscard]] virtual const PlacedMask& maskOf(std::size_t index) const = 0;
+  [[nodiscard]] virtual std::size_t imageCount() const = 0;
 };
 
 /// Prepares the kind of blending that an OpenCV blender stands for, with its settings.
@@ -54,6 +63,25 @@ class TileBlending {
 std::unique_ptr<TileBlending> makeTileBlending(const cv::detail::Blender& blender,
                                                std::vector<PlacedMask> masks,
                                                cv::Size montage);
+
+/// The area with a margin all around.
+cv::Rect grown(const cv::Rect& area, int margin);
+
+/// The tiles that a window of the montage is made of, from top to bottom: parts of the window.
+std::vector<cv::Rect> tilesOf(const TileBlending& blending, const cv::Rect& window);
+
+/// Blends a window of the montage, tile by tile on all cores.
+///
+/// @param[out] pixels  of the window's size, every one is written.
+/// @param[out] coverage  `CV_8UC1` of the window's size, or empty: 255 where some image covers the
+///   pixel, else 0.
+/// @param[in] step  called after every tile, by any thread; may throw; may be empty.
+void blendTiles(const TileBlending& blending,
+                const WarpedImages& images,
+                const cv::Rect& window,
+                cv::Mat pixels,
+                cv::Mat coverage,
+                const std::function<void()>& step);
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition
 

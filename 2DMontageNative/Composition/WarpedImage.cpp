@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Composition/WarpedImage.h"
 
-#include "Composition/PlaneWarper.h"
-
 #include <opencv2/imgproc.hpp>
 
 namespace ORV::Common::Algorithms::Montage::Composition {
@@ -51,11 +49,8 @@ void SampledImage::sampleTile(const cv::Rect& tile, cv::Mat pixels) const {
   }
 }
 
-std::optional<cv::detail::PlaneProjector> planeProjectorOf(const cv::detail::RotationWarper& warper,
-                                                           const ImagePlacement& placement) {
-  if (!isPlaneWarper(warper)) {
-    return {};
-  }
+cv::detail::PlaneProjector planeProjectorOf(const cv::detail::RotationWarper& warper,
+                                            const ImagePlacement& placement) {
   cv::detail::PlaneProjector projector{};
   projector.scale = warper.getScale();
   projector.setCameraParams(placement.K, placement.R, cv::Mat::zeros(3, 1, CV_32FC1));

@@ -66,10 +66,9 @@ class SampledImage : public WarpedImage {
   const PlaneSampler& sampler_;
 };
 
-/// The projection that `warper` would use, or none if its kind may warp in another way than
-/// OpenCV's plane warper.
-std::optional<cv::detail::PlaneProjector> planeProjectorOf(const cv::detail::RotationWarper& warper,
-                                                           const ImagePlacement& placement);
+/// The projection that a plane warper (see `isPlaneWarper`) uses.
+cv::detail::PlaneProjector planeProjectorOf(const cv::detail::RotationWarper& warper,
+                                            const ImagePlacement& placement);
 
 /// Marks the square cells of a footprint that may come within `reach` pixels of a non-zero mask
 /// value.

@@ -198,7 +198,7 @@ Registration adjustFeatures(const std::vector<Features>& features,
     registration.images[at(image)].verdict = Verdict::used;
   }
   if (registration.status == RegistrationStatus::ok) {
-    measure(features, pairs, options.confidence, registration);
+    measure(features, pairs, static_cast<float>(options.confidence), registration);
   }
   giveVerdicts(adjustment.alike, registration);
   return registration;

@@ -28,7 +28,7 @@ std::vector<cv::detail::ImageFeatures> recordsOf(const std::vector<const Feature
 PairMatching::PairMatching(const std::vector<const Features*>& features,
                            const MatchOptions& options)
     : records_(recordsOf(features)),
-      matcher_(options.strictness, stages::kMatchesForHomography, stages::kMatchesForHomography) {
+      matcher_(static_cast<float>(options.strictness), stages::kMatchesForHomography, stages::kMatchesForHomography) {
   const ORV::Common::Platform::CpuOnly cpuOnly;
   matcher_.prepare(records_);
   for (cv::detail::ImageFeatures& record : records_) {

@@ -44,14 +44,15 @@ Adjustment adjustPlainly(const std::vector<Features>& features,
   }
   std::vector<cv::detail::ImageFeatures> records = keypointRecords(features);
   std::vector<cv::detail::MatchesInfo> matches = allOrderedPairs(features.size(), pairs);
+  const auto threshold = static_cast<float>(options.confidence);
   const std::vector<int> connected =
-      cv::detail::leaveBiggestComponent(records, matches, options.confidence);
+      cv::detail::leaveBiggestComponent(records, matches, threshold);
   if (connected.size() < 2) {
     return adjustment;
   }
   adjustment.used = connected;
   std::vector<cv::detail::CameraParams> cameras;
-  const int status = stages::BundleAdjustment()(records, matches, options.confidence, cameras);
+  const int status = stages::BundleAdjustment()(records, matches, threshold, cameras);
   for (const cv::detail::CameraParams& camera : cameras) {
     adjustment.cameras.push_back(cameraOf(camera));
   }

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/OpenCvScope.h"
+#include "Registration.h"
 #include "Registration/Inliers.h"
+#include "Scaler.h"
 #include "SlabMontage.h"
-#include "SlabMontage/ConnectedSet.h"
+
+#include <opencv2/stitching/detail/motion_estimators.hpp>
 
 #include <algorithm>
 #include <numeric>
@@ -10,6 +13,31 @@
 
 namespace ORV::Common::Algorithms::Montage {
 namespace {
+
+/// Ratio test of the matcher: the best distance must be below 0.7 times the second best.
+constexpr float kMatchConfidence = 0.3F;
+
+/// Confidence from which two images count as connected (Brown and Lowe 2007).
+constexpr float kConfidenceThreshold = 0.7F;
+
+/// The largest set of images connected by confident pairs.
+struct ConnectedSet {
+  int featureStatus = 0;  ///< of feature finding; the rest is empty unless 0
+  std::vector<cv::detail::MatchesInfo> pairwiseMatches;  ///< between the kept images
+  std::vector<int> componentIndices;                     ///< the kept images, ascending
+};
+
+ConnectedSet findConnectedSet(std::vector<cv::Mat>& images, float workScale, bool tryGpu) {
+  ConnectedSet connected;
+  std::vector<cv::detail::ImageFeatures> features(images.size());
+  connected.featureStatus = Registration::FeatureFinding()(images, workScale, features);
+  if (connected.featureStatus == 0) {
+    Registration::FeatureMatching()(features, connected.pairwiseMatches, tryGpu, kMatchConfidence);
+    connected.componentIndices = cv::detail::leaveBiggestComponent(
+        features, connected.pairwiseMatches, kConfidenceThreshold);
+  }
+  return connected;
+}
 
 /// Inlier matches of every connected image, counted over the pairs of which it is the source.
 std::vector<int> inlierTotals(const ConnectedSet& connected) {
@@ -48,7 +76,10 @@ int SlabMontage::getOrder(std::vector<cv::Mat>& images,
                           std::vector<std::vector<int>>& order) {
   const Platform::CpuOnly cpuOnly;
   std::vector<cv::Mat> ordered(images.begin(), images.begin() + std::max(imageCount, 0));
-  const Scaler scaler = scalerFor(ordered, {workMegapixels, seamMegapixels, composeMegapixels});
+  Scaler scaler(ordered);
+  scaler.processParams(static_cast<float>(workMegapixels),
+                       static_cast<float>(seamMegapixels),
+                       static_cast<float>(composeMegapixels));
   const ConnectedSet connected = findConnectedSet(ordered, scaler.workScale, tryGpu);
   if (connected.featureStatus != 0) {
     return connected.featureStatus;

@@ -1,31 +1,133 @@
 // SPDX-License-Identifier: MIT
 #include "SlabMontage.h"
 
+#include "Composition/SeamFootprints.h"
+#include "Pipeline/PlanMontage.h"
+#include "Pipeline/RegisterImages.h"
 #include "Platform/ParallelLoop.h"
-#include "SlabMontage/MontageEngine.h"
+#include "montage/Compose.h"
 
 #include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cstddef>
+#include <iostream>
+#include <limits>
+#include <utility>
 
 namespace ORV::Common::Algorithms::Montage {
 namespace {
 
-constexpr PipelineVariant kBasicPipeline{
-    /*reverseOrder=*/false,
-    /*straightenCameras=*/true,
-    /*wideSeamDilation=*/false,
-    /*normaliseBrightness=*/false,
-    PositionSource::kCompositionCorners,
-    cv::detail::Blender::MULTI_BAND,
-    "Warning: One or more images have been removed from being used in the final montage.\n"};
+constexpr int kSuccess = 0;
+constexpr int kTooFewConnected = 1;
+constexpr int kFocalNotFinite = 2;
 
-constexpr PipelineVariant kDiagnosticPipeline{
-    /*reverseOrder=*/true,
-    /*straightenCameras=*/false,
-    /*wideSeamDilation=*/true,
-    /*normaliseBrightness=*/true,
-    PositionSource::kFootprintCentres,
-    cv::detail::Blender::FEATHER,
-    "Warning: An image has been removed from being used in the final montage.\n"};
+/// The inputs of one run; the images are borrowed and never written.
+struct Request {
+  const std::vector<cv::Mat>& images;  ///< slab after slab, constituentCount images each
+  int constituentCount;
+  int slabCount;
+  bool useGraphCutSeams;
+  bool blendEnabled;
+  double workMegapixels;
+  double seamMegapixels;
+  double composeMegapixels;
+};
+
+/// Where flags, positions and montages go; see `SlabMontage::operator()`.
+struct Outputs {
+  int* included;
+  int* positions;
+  std::vector<cv::Mat>& montages;
+};
+
+::montage::MatSource slabOf(const Request& request, int slab) {
+  const auto count = static_cast<std::ptrdiff_t>(std::max(request.constituentCount, 0));
+  const auto first = request.images.begin() + slab * count;
+  return ::montage::MatSource({first, first + count});
+}
+
+::montage::Registration registerFirstSlab(::montage::Preset preset, const Request& request) {
+  ::montage::RegisterOptions options = ::montage::registerOptions(preset);
+  options.features.megapixels = request.workMegapixels;
+  return ::montage::registerSource(slabOf(request, 0), options, false, {});
+}
+
+int statusOf(const ::montage::Registration& registration) {
+  switch (registration.status) {
+    case ::montage::RegistrationStatus::ok:
+      return kSuccess;
+    case ::montage::RegistrationStatus::notConnected:
+      return kTooFewConnected;
+    case ::montage::RegistrationStatus::notFinite:
+      break;
+  }
+  return kFocalNotFinite;
+}
+
+void warnOfDroppedImages(const ::montage::Registration& registration, const char* warning) {
+  if (registration.used.size() >= 2 && registration.used.size() < registration.images.size()) {
+    std::cout << warning << std::flush;
+  }
+}
+
+::montage::MontagePlan planFirstSlab(::montage::Preset preset,
+                                     const ::montage::Registration& registration,
+                                     const Request& request) {
+  ::montage::PlanOptions options = ::montage::planOptions(preset);
+  options.seams = request.useGraphCutSeams ? ::montage::Seams::graphCut : ::montage::Seams::none;
+  options.blending = request.blendEnabled ? options.blending : ::montage::Blending::none;
+  options.seamMegapixels = request.seamMegapixels;
+  options.composeMegapixels = request.composeMegapixels;
+  options.maxMegapixels = std::numeric_limits<double>::infinity();
+  return ::montage::planSource(registration, slabOf(request, 0), options, {});
+}
+
+/// Centres of the warped images at seam scale, in full-resolution pixels.
+std::vector<cv::Point> footprintCentres(const ::montage::MontagePlan& plan) {
+  std::vector<cv::Point> corners;
+  std::vector<cv::Size> sizes;
+  for (const ::montage::PlannedImage& image : plan.images) {
+    corners.push_back(image.seamFootprint.tl());
+    sizes.push_back(image.seamFootprint.size());
+  }
+  return Composition::footprintCentresOf(corners, sizes, plan.seamScale);
+}
+
+/// Top-left corners of the warped images at composition scale; without slabs nothing brings them
+/// there and they stay at seam scale.
+std::vector<cv::Point> footprintCorners(const ::montage::MontagePlan& plan, int slabCount) {
+  std::vector<cv::Point> corners;
+  for (const ::montage::PlannedImage& image : plan.images) {
+    corners.push_back(slabCount > 0 ? image.footprint.tl() : image.seamFootprint.tl());
+  }
+  return corners;
+}
+
+void report(const ::montage::MontagePlan& plan,
+            const std::vector<cv::Point>& points,
+            const Outputs& outputs) {
+  std::fill_n(outputs.included, plan.sourceCount, 0);
+  std::fill_n(outputs.positions, 2 * static_cast<std::ptrdiff_t>(plan.sourceCount), 0);
+  for (std::size_t i = 0; i < plan.images.size(); ++i) {
+    const std::ptrdiff_t constituent = plan.images[i].index;
+    outputs.included[constituent] = 1;
+    outputs.positions[2 * constituent] = points[i].x;
+    outputs.positions[2 * constituent + 1] = points[i].y;
+  }
+}
+
+/// Hands the montages over together: after an exception all are as they were.
+void composeSlabs(::montage::MontagePlan plan, const Request& request, const Outputs& outputs) {
+  std::vector<cv::Mat> montages;
+  if (request.slabCount > 0) {
+    ::montage::Composer composer(std::move(plan));
+    for (int slab = 0; slab < request.slabCount; ++slab) {
+      montages.push_back(composer.compose(slabOf(request, slab)));
+    }
+  }
+  std::move(montages.begin(), montages.end(), outputs.montages.begin());
+}
 
 /// Wraps a packed buffer without copying, or resamples it to the reference size.
 cv::Mat imageOf(unsigned char* buffer, int width, int height, int channels, cv::Size reference) {
@@ -131,7 +233,7 @@ int SlabMontage::operator()(std::vector<unsigned char*> buffers,
 int SlabMontage::Process(std::vector<cv::Mat>& images,
                          int constituentCount,
                          int slabCount,
-                         bool tryGpu,
+                         bool /*tryGpu*/,
                          bool useGraphCutSeams,
                          bool blendEnabled,
                          double workMegapixels,
@@ -140,21 +242,33 @@ int SlabMontage::Process(std::vector<cv::Mat>& images,
                          int* const constituentIncluded,
                          int* const constituentPositions,
                          std::vector<cv::Mat>& montages) {
-  return runMontage(kBasicPipeline,
-                    {images,
-                     constituentCount,
-                     slabCount,
-                     tryGpu,
-                     useGraphCutSeams,
-                     blendEnabled,
-                     {workMegapixels, seamMegapixels, composeMegapixels}},
-                    {constituentIncluded, constituentPositions, montages, nullptr});
+  const Request request{images,
+                        constituentCount,
+                        slabCount,
+                        useGraphCutSeams,
+                        blendEnabled,
+                        workMegapixels,
+                        seamMegapixels,
+                        composeMegapixels};
+  const Outputs outputs{constituentIncluded, constituentPositions, montages};
+  const ::montage::Registration registration =
+      registerFirstSlab(::montage::Preset::basic, request);
+  warnOfDroppedImages(
+      registration,
+      "Warning: One or more images have been removed from being used in the final montage.\n");
+  if (const int status = statusOf(registration); status != kSuccess) {
+    return status;
+  }
+  ::montage::MontagePlan plan = planFirstSlab(::montage::Preset::basic, registration, request);
+  report(plan, footprintCorners(plan, slabCount), outputs);
+  composeSlabs(std::move(plan), request, outputs);
+  return kSuccess;
 }
 
 int SlabMontage::Process(std::vector<cv::Mat>& images,
                          int constituentCount,
                          int slabCount,
-                         bool tryGpu,
+                         bool /*tryGpu*/,
                          bool useGraphCutSeams,
                          bool blendEnabled,
                          double workMegapixels,
@@ -168,16 +282,30 @@ int SlabMontage::Process(std::vector<cv::Mat>& images,
                          double* const rotationMax,
                          std::vector<cv::Mat>& montages,
                          bool /*trailingFlag*/) {
-  const QualityOutputs quality{projectionErrorRms, focalMean, focalRange, rotationMax};
-  return runMontage(kDiagnosticPipeline,
-                    {images,
-                     constituentCount,
-                     slabCount,
-                     tryGpu,
-                     useGraphCutSeams,
-                     blendEnabled,
-                     {workMegapixels, seamMegapixels, composeMegapixels}},
-                    {constituentIncluded, constituentPositions, montages, &quality});
+  const Request request{images,
+                        constituentCount,
+                        slabCount,
+                        useGraphCutSeams,
+                        blendEnabled,
+                        workMegapixels,
+                        seamMegapixels,
+                        composeMegapixels};
+  const Outputs outputs{constituentIncluded, constituentPositions, montages};
+  const ::montage::Registration registration =
+      registerFirstSlab(::montage::Preset::diagnostic, request);
+  warnOfDroppedImages(
+      registration, "Warning: An image has been removed from being used in the final montage.\n");
+  if (const int status = statusOf(registration); status != kSuccess) {
+    return status;
+  }
+  *projectionErrorRms = registration.figures.rms;
+  *focalMean = registration.figures.focalMean;
+  *focalRange = registration.figures.focalRange;
+  *rotationMax = registration.figures.rotationMax;
+  ::montage::MontagePlan plan = planFirstSlab(::montage::Preset::diagnostic, registration, request);
+  report(plan, footprintCentres(plan), outputs);
+  composeSlabs(std::move(plan), request, outputs);
+  return kSuccess;
 }
 
 }  // namespace ORV::Common::Algorithms::Montage

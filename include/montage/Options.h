@@ -48,7 +48,7 @@ struct FeatureOptions {
 struct MatchOptions {
   /// A match counts if its distance is below (1 - strictness) times that of the second best, [0,
   /// 1).
-  float strictness = 0.3F;
+  double strictness = 0.3;
 };
 
 enum class AdjustMethod {
@@ -59,7 +59,7 @@ enum class AdjustMethod {
 struct AdjustOptions {
   AdjustMethod method = AdjustMethod::robust;
   /// Two images connect from this confidence on: inliers / (8 + 0.3 matches), > 0.
-  float confidence = 0.7F;
+  double confidence = 0.7;
   /// One focal length for all images instead of one each (robust method).
   bool sharedFocal = false;
 };

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+/// @file
+/// Makes montages, or parts of them, of images whose places on the montage plane are known.
+#ifndef ORV_MONTAGE_COMPOSITION_PLANE_COMPOSER_H
+#define ORV_MONTAGE_COMPOSITION_PLANE_COMPOSER_H
+
+#include "Composition/ImagePlacement.h"
+#include "Composition/TileBlending.h"
+#include "Composition/WarpedImage.h"
+
+#include <opencv2/core.hpp>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace ORV::Common::Algorithms::Montage::Composition {
+
+/// Blends images that are warped where the montage needs them.
+///
+/// The montage is made tile by tile on all cores: each image that touches a tile is warped there,
+/// brought to its gain and blended while the tile is in the cache. A pixel does not depend on the
+/// window that it is made in. Several threads may compose at once.
+///
+/// Holds what depends on geometry alone: masks, 1 byte per pixel of the footprints, and for
+/// multi-band blending the coarser levels of their pyramids, 1.4 bytes more; making those takes 4
+/// bytes per pixel of one footprint per thread. Beyond that, the images and the result, composing
+/// takes less than 16 MB per thread with three bands, and 64 MB with five.
+class PlaneComposer {
+ public:
+  struct Image {
+    cv::detail::PlaneProjector projector;
+    ImagePlacement placement;  ///< the mask is released
+    cv::Mat gains;             ///< per block, `CV_32FC1`; empty: none
+  };
+
+  /// Gives image `index` at composition scale with the montage's channels. Called by several
+  /// threads.
+  using Reader = std::function<cv::Mat(std::size_t)>;
+
+  /// @param[in] blender  the kind of blending and its settings; not used for blending itself.
+  /// @param[in] channels  of the montage, 1 or 3.
+  PlaneComposer(std::vector<Image> images,
+                cv::Size montage,
+                const cv::detail::Blender& blender,
+                Sampling sampling,
+                int channels);
+
+  /// Images that bear on a window.
+  [[nodiscard]] std::vector<std::size_t> imagesOf(const cv::Rect& window) const;
+
+  /// Tiles that a window is made of, for progress.
+  [[nodiscard]] int tileCount(const cv::Rect& window) const;
+
+  /// Side of the tiles; rows of windows suit it that are multiples of it high.
+  [[nodiscard]] int tileSide() const { return blending_->tileSide(); }
+
+  /// The images of a slab, read for a window.
+  [[nodiscard]] WarpedImages read(const Reader& reader, const cv::Rect& window) const;
+
+  /// @param[in] images  read for this window or one that contains it.
+  /// @param[in] window  part of the montage.
+  /// @param[out] pixels  8-bit with the montage's channels, of the window's size.
+  /// @param[out] coverage  `CV_8UC1` of the window's size, or empty: 255 where some image covers.
+  /// @param[in] step  called after every tile, by any thread; may throw.
+  void compose(const WarpedImages& images,
+               const cv::Rect& window,
+               cv::Mat pixels,
+               cv::Mat coverage,
+               const std::function<void()>& step) const;
+
+ private:
+  std::vector<cv::Rect> areas_;
+  std::unique_ptr<TileBlending> blending_;
+  std::vector<PlaneSampler> samplers_;
+};
+
+}  // namespace ORV::Common::Algorithms::Montage::Composition
+
+#endif  // ORV_MONTAGE_COMPOSITION_PLANE_COMPOSER_H
