@@ -93,7 +93,9 @@ class MONTAGE_API FeatureMatching {
   /// Two nearest neighbours, ratio test, homography; then confidence = inliers / (8 + 0.3 matches),
   /// without an upper bound, and 0 below 6 inliers (Brown and Lowe 2007, with their constants).
   ///
-  /// @param[in] features  one record per image.
+  /// @param[in] features  one record per image. Descriptors are all of one type and length:
+  ///   `CV_32F`, compared by their Euclidean distance, or `CV_8U`, bits compared by their Hamming
+  ///   distance. NaN and infinite values are refused by `cv::Exception`.
   /// @param[out] pairwiseMatches  n * n entries; entry i * n + j is the ordered pair (i, j). Pairs
   ///   that were not matched (i == j, or an image without keypoints) keep indices -1.
   /// @param[in] tryGpu  accepted; the search is exact, on the CPU, and draws no random numbers.
