@@ -93,7 +93,9 @@ class MONTAGE_API FeatureMatching {
   /// Two nearest neighbours, ratio test, homography; then confidence = inliers / (8 + 0.3 matches),
   /// without an upper bound, and 0 below 6 inliers (Brown and Lowe 2007, with their constants).
   ///
-  /// @param[in] features  one record per image.
+  /// @param[in] features  one record per image. Descriptors are all of one type and length:
+  ///   `CV_32F`, compared by their Euclidean distance, or `CV_8U`, bits compared by their Hamming
+  ///   distance. NaN and infinite values are refused by `cv::Exception`.
   /// @param[out] pairwiseMatches  n * n entries; entry i * n + j is the ordered pair (i, j). Pairs
   ///   that were not matched (i == j, or an image without keypoints) keep indices -1.
   /// @param[in] tryGpu  accepted; the search is exact, on the CPU, and draws no random numbers.
@@ -122,11 +124,15 @@ class MONTAGE_API BundleAdjustment {
 
   /// Estimate from the pairwise homographies, then ray bundle adjustment (Brown and Lowe 2007).
   ///
+  /// A focal length that would exceed 10^5 pixels, as those of a flat scene do without limit, is
+  /// held there while everything else is refined.
+  ///
   /// @param[in] features, pairwiseMatches  of the same images in the same order, connected.
   /// @param[in] confThresh  pairs with a greater confidence take part.
   /// @param[out] cameras  one camera per image; focal length and principal point in pixels of the
   ///   registration resolution, R 3 x 3 `CV_32F`, from the camera to the common frame.
-  /// @return 0, or 2 if the adjustment fails or a focal length is not finite.
+  /// @return 0; 2 if the adjustment fails or a focal length is not finite, also for a single image,
+  ///   which tells none (`cameras` is then left as it came). Without an image 0 and no camera.
   int operator()(std::vector<cv::detail::ImageFeatures>& features,
                  std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
                  float confThresh,

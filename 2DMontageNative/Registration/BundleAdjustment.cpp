@@ -14,23 +14,57 @@ namespace {
 constexpr int kSuccess = 0;
 constexpr int kFocalNotFinite = 2;
 
-/// Focal length, skew, principal point x; aspect, principal point y.
-cv::Mat refinementMask() {
-  cv::Mat mask = cv::Mat::zeros(3, 3, CV_8U);
-  mask.at<uchar>(0, 0) = 1;
-  mask.at<uchar>(0, 1) = 1;
-  mask.at<uchar>(0, 2) = 1;
-  mask.at<uchar>(1, 1) = 1;
-  mask.at<uchar>(1, 2) = 1;
-  return mask;
-}
+using Cameras = std::vector<cv::detail::CameraParams>;
 
-void convertRotationsToFloat(std::vector<cv::detail::CameraParams>& cameras) {
+void convertRotationsToFloat(Cameras& cameras) {
   for (cv::detail::CameraParams& camera : cameras) {
     cv::Mat rotation;
     camera.R.convertTo(rotation, CV_32F);
     camera.R = rotation;
   }
+}
+
+/// Views of a flat scene fit any focal length that is long enough, so the estimate may run off to
+/// billions of pixels, where rotations place nothing any more. Held here instead, views of some
+/// thousand pixels cannot tell it from a longer one, and the squares of their angles, from which
+/// wave correction finds the horizon, still show in single precision.
+constexpr double kLongestFocal = 1e5;
+
+/// Holds the focal lengths that are too long and are not held yet; false if there is none.
+bool holdLongFocals(Cameras& cameras, std::vector<bool>& held) {
+  bool anyTooLong = false;
+  for (std::size_t i = 0; i < cameras.size(); ++i) {
+    if (!held[i] && cameras[i].focal > kLongestFocal) {
+      cameras[i].focal = kLongestFocal;
+      held[i] = true;
+      anyTooLong = true;
+    }
+  }
+  return anyTooLong;
+}
+
+/// Rotations from the pairwise homographies and the cameras' focal lengths.
+void estimateRotations(const std::vector<cv::detail::ImageFeatures>& features,
+                       const std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
+                       Cameras& cameras) {
+  for (cv::detail::CameraParams& camera : cameras) {
+    camera.R = cv::Mat::eye(3, 3, CV_64F);
+  }
+  cv::detail::HomographyBasedEstimator estimator(true);
+  estimator(features, pairwiseMatches, cameras);
+}
+
+/// Refines all cameras together; false if that fails. OpenCV 4.6 then leaves them finite and
+/// unrefined: only the result tells.
+bool adjust(const std::vector<cv::detail::ImageFeatures>& features,
+            const std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
+            float confThresh,
+            const std::vector<bool>& heldFocals,
+            Cameras& cameras) {
+  convertRotationsToFloat(cameras);
+  RayAdjuster adjuster(heldFocals);
+  adjuster.setConfThresh(confThresh);
+  return adjuster(features, pairwiseMatches, cameras);
 }
 
 }  // namespace
@@ -55,15 +89,21 @@ int BundleAdjustment::Process(std::vector<cv::detail::ImageFeatures>& features,
     cameras.clear();  // OpenCV's estimator reads the first element of an empty list
     return kSuccess;
   }
+  if (features.size() == 1) {
+    return kFocalNotFinite;  // OpenCV's takes the median of no focal length
+  }
   cv::detail::HomographyBasedEstimator estimator(false);
   estimator(features, pairwiseMatches, cameras);
-  convertRotationsToFloat(cameras);
 
-  const cv::Ptr<cv::detail::BundleAdjusterBase> adjuster = cv::makePtr<RayAdjuster>();
-  adjuster->setConfThresh(confThresh);
-  adjuster->setRefinementMask(refinementMask());
-  // On failure OpenCV 4.6 leaves finite, unrefined cameras: only the result tells.
-  const bool adjusted = (*adjuster)(features, pairwiseMatches, cameras);
+  std::vector<bool> held(cameras.size(), false);
+  if (holdLongFocals(cameras, held)) {
+    estimateRotations(features, pairwiseMatches, cameras);
+  }
+  bool adjusted = adjust(features, pairwiseMatches, confThresh, held, cameras);
+  while (adjusted && holdLongFocals(cameras, held)) {
+    estimateRotations(features, pairwiseMatches, cameras);
+    adjusted = adjust(features, pairwiseMatches, confThresh, held, cameras);
+  }
 
   const bool allFinite =
       std::all_of(cameras.begin(), cameras.end(), [](const cv::detail::CameraParams& camera) {

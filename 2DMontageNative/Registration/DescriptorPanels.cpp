@@ -23,6 +23,20 @@ std::int32_t wholeWord(const float* descriptor, int length, int step) {
   return low | (high << 16);
 }
 
+/// Eight elements 0 or 1 per byte; their squared distance is the Hamming distance of the bytes.
+cv::Mat bitsOf(const cv::Mat& bytes) {
+  CV_Assert(bytes.type() == CV_8UC1);
+  constexpr int kBitsPerByte = 8;
+  cv::Mat bits(bytes.rows, bytes.cols * kBitsPerByte, CV_32FC1);
+  for (int row = 0; row < bytes.rows; ++row) {
+    for (int column = 0; column < bits.cols; ++column) {
+      const int byte = bytes.at<uchar>(row, column / kBitsPerByte);
+      bits.at<float>(row, column) = static_cast<float>(byte >> (column % kBitsPerByte) & 1);
+    }
+  }
+  return bits;
+}
+
 float squaredNorm(const float* descriptor, int length) {
   float sum = 0;
   for (int i = 0; i < length; ++i) {
@@ -34,6 +48,13 @@ float squaredNorm(const float* descriptor, int length) {
 }  // namespace
 
 DescriptorKind descriptorKind(const cv::Mat& descriptors) {
+  if (descriptors.empty()) {
+    return DescriptorKind::kWhole;
+  }
+  if (descriptors.type() == CV_8UC1) {
+    return DescriptorKind::kBits;
+  }
+  CV_Assert(descriptors.type() == CV_32FC1);
   if (descriptors.cols > kLongestWhole) {
     return DescriptorKind::kReal;
   }
@@ -50,14 +71,15 @@ DescriptorKind descriptorKind(const cv::Mat& descriptors) {
   return DescriptorKind::kWhole;
 }
 
-DescriptorPanels packDescriptors(const cv::Mat& descriptors, DescriptorKind kind) {
+DescriptorPanels packDescriptors(const cv::Mat& given, DescriptorKind kind) {
   DescriptorPanels packed;
   packed.kind = kind;
-  if (descriptors.empty()) {
+  if (given.empty()) {
     return packed;
   }
+  const cv::Mat descriptors = kind == DescriptorKind::kBits ? bitsOf(given) : given;
   CV_Assert(descriptors.type() == CV_32FC1 && cv::checkRange(descriptors));
-  const bool whole = kind == DescriptorKind::kWhole;
+  const bool whole = kind != DescriptorKind::kReal;
   const int length = descriptors.cols;
   packed.count = descriptors.rows;
   packed.steps = whole ? (length + kWholePerWord - 1) / kWholePerWord : length;

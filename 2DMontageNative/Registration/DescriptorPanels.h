@@ -13,7 +13,8 @@ namespace ORV::Common::Algorithms::Montage::Registration {
 /// How the elements of descriptors are kept for the search.
 enum class DescriptorKind {
   kWhole,  ///< whole numbers 0 to 255, as SIFT has them: two 16-bit elements per 32-bit word
-  kReal    ///< any finite numbers: one `float` per 32-bit word
+  kReal,   ///< any finite numbers: one `float` per 32-bit word
+  kBits    ///< bits, as ORB has them: kept as the whole numbers 0 and 1
 };
 
 /// Descriptors of one image, transposed into panels of 32 so that one vector register holds the
@@ -31,21 +32,24 @@ struct DescriptorPanels {
   DescriptorKind kind = DescriptorKind::kReal;
   int count = 0;             ///< descriptors without the padding
   int steps = 0;             ///< words per descriptor
-  cv::Mat words;             ///< (panels * steps) x 32, `CV_32S` (whole) or `CV_32F` (real)
+  cv::Mat words;             ///< (panels * steps) x 32, `CV_32F` (real) or `CV_32S`
   std::vector<float> norms;  ///< squared length per descriptor; infinite for the padding
 
   [[nodiscard]] int panels() const { return (count + kWidth - 1) / kWidth; }
 };
 
-/// The kind all these descriptors can be searched as: `kWhole` if every element is a whole number
-/// from 0 to 255 and squared distances stay exact in a `float`, else `kReal`.
+/// The kind all these descriptors can be searched as: `kBits` for bytes; `kWhole` if every element
+/// is a whole number from 0 to 255 and squared distances stay exact in a `float`, else `kReal`.
+///
+/// @param[in] descriptors  `CV_8UC1` or `CV_32FC1` (else `cv::Exception`), or empty: `kWhole`.
 [[nodiscard]] DescriptorKind descriptorKind(const cv::Mat& descriptors);
 
 /// Lays descriptors out for the search.
 ///
-/// @param[in] descriptors  n x length `CV_32FC1`, or empty; finite (else `cv::Exception`).
-/// @param[in] kind  `kWhole` only where descriptorKind() says so; `kReal` holds for any.
-[[nodiscard]] DescriptorPanels packDescriptors(const cv::Mat& descriptors, DescriptorKind kind);
+/// @param[in] given  n x length, `CV_8UC1` for `kBits`, else `CV_32FC1` and finite (else
+///   `cv::Exception`), or empty.
+/// @param[in] kind  `kWhole` only where descriptorKind() says so; `kReal` holds for any numbers.
+[[nodiscard]] DescriptorPanels packDescriptors(const cv::Mat& given, DescriptorKind kind);
 
 }  // namespace ORV::Common::Algorithms::Montage::Registration
 

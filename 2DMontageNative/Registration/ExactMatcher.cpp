@@ -22,10 +22,7 @@ auto withDescriptors(const ImageFeatures& features, const Use& use) {
 }
 
 DescriptorKind kindOf(const ImageFeatures& features) {
-  return withDescriptors(features, [](const cv::Mat& d) {
-    CV_Assert(d.empty() || d.type() == CV_32FC1);
-    return descriptorKind(d);
-  });
+  return withDescriptors(features, [](const cv::Mat& d) { return descriptorKind(d); });
 }
 
 DescriptorPanels pack(const ImageFeatures& features, DescriptorKind kind) {
@@ -70,10 +67,10 @@ class NearestTwoMatcher : public cv::detail::FeaturesMatcher {
 
   /// Lays out the descriptors of images that will be matched by reference to these elements.
   void prepare(const std::vector<ImageFeatures>& features) {
-    const bool allWhole = std::all_of(features.begin(), features.end(), [](const auto& image) {
-      return kindOf(image) == DescriptorKind::kWhole;
-    });
-    const auto kind = allWhole ? DescriptorKind::kWhole : DescriptorKind::kReal;
+    auto kind = DescriptorKind::kWhole;
+    for (const auto& image : features) {
+      kind = std::max(kind, kindOf(image));  // the later ones hold for more; bits and numbers clash
+    }
     for (const auto& image : features) {
       prepared_[&image] = pack(image, kind);
     }
@@ -90,7 +87,7 @@ class NearestTwoMatcher : public cv::detail::FeaturesMatcher {
           findNearestTwo(packedFirst->second, packedSecond->second), largestRatio_, info.matches);
       return;
     }
-    const auto kind = std::max(kindOf(first), kindOf(second));  // kReal if either is
+    const auto kind = std::max(kindOf(first), kindOf(second));
     matchDescriptors(
         findNearestTwo(pack(first, kind), pack(second, kind)), largestRatio_, info.matches);
   }

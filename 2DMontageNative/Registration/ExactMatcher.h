@@ -26,8 +26,9 @@ class NearestTwoMatcher;
 /// matcher.collectGarbage();
 /// @endcode
 ///
-/// Descriptors are n x length `CV_32FC1`, finite and of one length (else `cv::Exception`); whole
-/// numbers from 0 to 255 (SIFT) go through integer products. An image with fewer than two
+/// Descriptors are n x length, of one type and length: `CV_32FC1`, finite, by their Euclidean
+/// distance, or `CV_8UC1`, bits, by their Hamming distance (else `cv::Exception`). Whole numbers
+/// from 0 to 255 (SIFT) and bits go through integer products. An image with fewer than two
 /// descriptors gives no second neighbour, so nothing matches in its direction.
 class ExactMatcher : public cv::detail::BestOf2NearestMatcher {
  public:

@@ -70,8 +70,10 @@ MutualNearest findNearestTwo(const DescriptorPanels& first, const DescriptorPane
       mergeSlot(found.ofSecond[column], columns, column);
     }
   }
-  takeRoots(found.ofFirst);
-  takeRoots(found.ofSecond);
+  if (first.kind != DescriptorKind::kBits) {
+    takeRoots(found.ofFirst);
+    takeRoots(found.ofSecond);
+  }
   return found;
 }
 

@@ -14,7 +14,7 @@ namespace ORV::Common::Algorithms::Montage::Registration {
 /// The nearest descriptor of the other image, and how far the two nearest are.
 struct NearestTwo {
   int index = -1;  ///< of the nearest, the lowest where several are equally near; -1: there is none
-  float nearest = std::numeric_limits<float>::infinity();  ///< Euclidean distance
+  float nearest = std::numeric_limits<float>::infinity();  ///< Euclidean or, of bits, Hamming
   float second = std::numeric_limits<float>::infinity();   ///< infinite: there is no second
 };
 

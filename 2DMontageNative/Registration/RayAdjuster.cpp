@@ -117,6 +117,9 @@ void RayAdjuster::differentiateEdge(std::size_t edge, int firstMatch, cv::Mat& j
   cv::Mat parameters = cam_params_.clone();
   for (const int camera : {i, j}) {
     for (int k = 0; k < kParametersPerCamera; ++k) {
+      if (isHeld(camera, k)) {
+        continue;  // no error seems to depend on it, so the solver leaves it alone
+      }
       const int column = camera * kParametersPerCamera + k;
       auto& parameter = parameters.at<double>(column, 0);
       const double value = parameter;
@@ -131,6 +134,10 @@ void RayAdjuster::differentiateEdge(std::size_t edge, int firstMatch, cv::Mat& j
       }
     }
   }
+}
+
+bool RayAdjuster::isHeld(int camera, int parameter) const {
+  return parameter == 0 && !heldFocals_.empty() && heldFocals_[static_cast<std::size_t>(camera)];
 }
 
 }  // namespace ORV::Common::Algorithms::Montage::Registration

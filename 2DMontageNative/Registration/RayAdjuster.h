@@ -6,6 +6,7 @@
 
 #include <opencv2/stitching/detail/motion_estimators.hpp>
 
+#include <utility>
 #include <vector>
 
 namespace ORV::Common::Algorithms::Montage::Registration {
@@ -16,7 +17,14 @@ namespace ORV::Common::Algorithms::Montage::Registration {
 /// Errors, Jacobian and cameras are those of `cv::detail::BundleAdjusterRay`, to the last bit. That
 /// one evaluates all matches twice for every parameter; here a camera's parameters touch only the
 /// pairs that the camera belongs to, the other entries are 0, and pairs are evaluated in parallel.
+///
+/// As OpenCV's, it refines focal lengths and rotations whatever the refinement mask says.
 class RayAdjuster : public cv::detail::BundleAdjusterRay {
+ public:
+  /// @param[in] heldFocals  one flag per camera: its focal length stays as it comes in. Empty: all
+  ///   are refined.
+  explicit RayAdjuster(std::vector<bool> heldFocals = {}) : heldFocals_(std::move(heldFocals)) {}
+
  private:
   void calcError(cv::Mat& err) override;
   void calcJacobian(cv::Mat& jac) override;
@@ -27,6 +35,10 @@ class RayAdjuster : public cv::detail::BundleAdjusterRay {
   void evaluateEdge(std::size_t edge, const cv::Mat& parameters, double* errors) const;
   /// Fills the columns of the eight parameters of one pair's cameras, in that pair's rows.
   void differentiateEdge(std::size_t edge, int firstMatch, cv::Mat& jac) const;
+  /// True for the focal length of a camera that is to be held.
+  [[nodiscard]] bool isHeld(int camera, int parameter) const;
+
+  std::vector<bool> heldFocals_;
 };
 
 }  // namespace ORV::Common::Algorithms::Montage::Registration

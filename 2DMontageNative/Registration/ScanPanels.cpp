@@ -191,10 +191,10 @@ void scanPanels(const DescriptorPanels& first,
                 const DescriptorPanels& second,
                 RunningTwo& rows,
                 RunningTwo& columns) {
-  if (first.kind == DescriptorKind::kWhole) {
-    scan<WholeProducts>(first, firstPanel, lastPanel, second, rows, columns);
-  } else {
+  if (first.kind == DescriptorKind::kReal) {
     scan<RealDifferences>(first, firstPanel, lastPanel, second, rows, columns);
+  } else {
+    scan<WholeProducts>(first, firstPanel, lastPanel, second, rows, columns);
   }
 }
 

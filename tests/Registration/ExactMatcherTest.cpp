@@ -40,17 +40,25 @@ cv::Mat realDescriptors(int count, int length, cv::RNG& random) {
   return descriptors;
 }
 
+/// Euclidean of numbers, Hamming of bytes.
+float plainDistance(const cv::Mat& a, const cv::Mat& b) {
+  if (a.type() == CV_8UC1) {
+    return static_cast<float>(cv::norm(a, b, cv::NORM_HAMMING));
+  }
+  float squared = 0;
+  for (int k = 0; k < a.cols; ++k) {
+    const float difference = a.at<float>(k) - b.at<float>(k);
+    squared += difference * difference;
+  }
+  return std::sqrt(squared);
+}
+
 std::vector<NearestTwo> plainNearestTwo(const cv::Mat& queries, const cv::Mat& others) {
   std::vector<NearestTwo> found(static_cast<std::size_t>(queries.rows));
   for (int i = 0; i < queries.rows; ++i) {
     auto& best = found[static_cast<std::size_t>(i)];
     for (int j = 0; j < others.rows; ++j) {
-      float squared = 0;
-      for (int k = 0; k < queries.cols; ++k) {
-        const float difference = queries.at<float>(i, k) - others.at<float>(j, k);
-        squared += difference * difference;
-      }
-      const float distance = std::sqrt(squared);
+      const float distance = plainDistance(queries.row(i), others.row(j));
       if (distance < best.nearest) {
         best = {j, distance, best.nearest};
       } else {
@@ -102,6 +110,11 @@ TEST(NearestTwo, EqualsThePlainSearchOnEveryInstructionSet) {
         expectFindsAll(realDescriptors(count.width, length, random),
                        realDescriptors(count.height, length, random),
                        DescriptorKind::kReal);
+        cv::Mat firstBytes, secondBytes;
+        first.convertTo(firstBytes, CV_8U);
+        second.convertTo(secondBytes, CV_8U);
+        ASSERT_EQ(descriptorKind(firstBytes), DescriptorKind::kBits);
+        expectFindsAll(firstBytes, secondBytes, DescriptorKind::kBits);
       }
     }
   });
@@ -212,6 +225,23 @@ TEST(ExactMatcher, AddsMatchesFoundBackwardsAfterThoseFoundForwards) {
   EXPECT_EQ(pairs, expected);
 }
 
+/// Matches found in one direction, from {0} to the others; the other way there is no second.
+std::size_t matchesFromZero(const cv::Mat& others, float matchConf) {
+  MatchesInfo info;
+  ExactMatcher matcher(matchConf, kFewest, kFewest);
+  matcher(featuresOf(cv::Mat::zeros(1, 1, others.type())), featuresOf(others), info);
+  return info.matches.size();
+}
+
+TEST(ExactMatcher, ComparesDistancesThatAreNotEqual) {
+  EXPECT_EQ(matchesFromZero((cv::Mat_<float>(2, 1) << 10, 5), 0.5F), 0U);
+  EXPECT_EQ(matchesFromZero((cv::Mat_<float>(2, 1) << 10, 4.9F), 0.5F), 1U);
+  EXPECT_EQ(matchesFromZero((cv::Mat_<float>(2, 1) << 0, 0), 0.5F), 0U);
+  // Of bits the number of differing ones counts, not its root: 3 < 0.7 * 5, and 4 is not.
+  EXPECT_EQ(matchesFromZero((cv::Mat_<uchar>(2, 1) << 0b10011011, 0b00100110), kMatchConf), 1U);
+  EXPECT_EQ(matchesFromZero((cv::Mat_<uchar>(2, 1) << 0b10011011, 0b01100110), kMatchConf), 0U);
+}
+
 TEST(ExactMatcher, NeedsASecondNeighbourForARatio) {
   cv::RNG random(5);
   const auto none = featuresOf(cv::Mat());
@@ -259,7 +289,7 @@ TEST(ExactMatcher, GivesTheSameForAnyThreadCountAndPairByPair) {
   expectSame(whole, parallel[1]);
 }
 
-TEST(ExactMatcher, RefusesDescriptorsThatAreNotFiniteAndRecovers) {
+TEST(ExactMatcher, RefusesDescriptorsThatAreNotFiniteOrOfOneTypeAndRecovers) {
   auto features = views(2, 50, 3);
   const cv::UMat good = features[1].descriptors.clone();
   cv::Mat bad;
@@ -268,6 +298,8 @@ TEST(ExactMatcher, RefusesDescriptorsThatAreNotFiniteAndRecovers) {
   ExactMatcher matcher(kMatchConf, kFewest, kFewest);
   std::vector<MatchesInfo> pairs;
   bad.copyTo(features[1].descriptors);
+  EXPECT_THROW(matcher(features, pairs), cv::Exception);
+  cv::Mat(50, 128, CV_8U, cv::Scalar(0)).copyTo(features[1].descriptors);
   EXPECT_THROW(matcher(features, pairs), cv::Exception);
   features[1].descriptors = good;
   MatchesInfo info;

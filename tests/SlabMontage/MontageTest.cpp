@@ -256,6 +256,32 @@ TEST_P(EitherPipeline, WorksAtThreeResolutions) {
   EXPECT_NEAR(result.montages[0].rows, full.montages[0].rows * scale, 4);
 }
 
+TEST_P(EitherPipeline, GivesFlatPicturesTheirOwnSize) {
+  // Cut out of one picture at whole pixels: no focal length is too long for such views.
+  cv::Mat texture(500, 600, CV_8UC3);
+  cv::RNG(5).fill(texture, cv::RNG::UNIFORM, 0, 256);
+  cv::GaussianBlur(texture, texture, {}, 2.5);
+  cv::normalize(texture, texture, 0, 255, cv::NORM_MINMAX);
+  const std::vector<cv::Point> layouts[] = {{{0, 0}, {150, 7}, {-9, 110}, {161, 121}},
+                                            {{140, 120}, {0, 0}, {163, 5}, {11, 104}},
+                                            {{90, 60}, {5, 130}, {170, 0}, {0, 15}}};
+  for (const std::vector<cv::Point>& corners : layouts) {
+    std::vector<cv::Mat> images;
+    cv::Rect all;
+    for (const cv::Point& corner : corners) {
+      const cv::Rect part(corner + cv::Point(20, 20), cv::Size(320, 240));
+      images.push_back(texture(part).clone());
+      all |= part;
+    }
+    MontageOptions options;
+    options.graphCutSeams = false;
+    const MontageResult result = call(images, options);
+    ASSERT_EQ(result.status, 0);
+    EXPECT_NEAR(result.montages[0].cols, all.width, 3);
+    EXPECT_NEAR(result.montages[0].rows, all.height, 3);
+  }
+}
+
 /// What the montage plane of the basic pipeline shows, seen from above the true cameras.
 cv::Mat expectedMontage(const ViewSet& views, const MontageResult& result) {
   Ints kept(views.images.size());
