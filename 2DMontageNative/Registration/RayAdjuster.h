@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 /// @file
-/// OpenCV's ray bundle adjuster with a Jacobian that computes each entry once.
+/// OpenCV's ray bundle adjuster with normal equations summed up block by block.
 #ifndef ORV_MONTAGE_REGISTRATION_RAY_ADJUSTER_H
 #define ORV_MONTAGE_REGISTRATION_RAY_ADJUSTER_H
+
+#include "Registration/NormalEquations.h"
 
 #include <opencv2/stitching/detail/motion_estimators.hpp>
 
@@ -14,31 +16,54 @@ namespace ORV::Common::Algorithms::Montage::Registration {
 /// Minimises the distances between the rays of matched keypoints (M. Brown and D. Lowe, "Automatic
 /// panoramic image stitching using invariant features", IJCV 74(1), 2007).
 ///
-/// Errors, Jacobian and cameras are those of `cv::detail::BundleAdjusterRay`, to the last bit. That
-/// one evaluates all matches twice for every parameter; here a camera's parameters touch only the
-/// pairs that the camera belongs to, the other entries are 0, and pairs are evaluated in parallel.
+/// Errors, derivatives and steps are those of `cv::detail::BundleAdjusterRay`. That one stores the
+/// whole Jacobian and multiplies it through whichever BLAS a machine has, whose order of summation
+/// the last bits depend on; here a camera's parameters touch only the pairs that the camera belongs
+/// to, and products are summed up in the order of the matches. For up to six cameras the result is
+/// OpenCV's to the last bit where that uses the reference BLAS. More are solved by a sparse
+/// Cholesky factorisation instead of a dense singular value decomposition, and agree to a fraction
+/// of a pixel.
 ///
 /// As OpenCV's, it refines focal lengths and rotations whatever the refinement mask says.
-class RayAdjuster : public cv::detail::BundleAdjusterRay {
+class RayAdjuster : public cv::detail::BundleAdjusterBase {
  public:
   /// @param[in] heldFocals  one flag per camera: its focal length stays as it comes in. Empty: all
   ///   are refined.
-  explicit RayAdjuster(std::vector<bool> heldFocals = {}) : heldFocals_(std::move(heldFocals)) {}
+  explicit RayAdjuster(std::vector<bool> heldFocals = {});
 
  private:
+  /// Errors and derivatives of one pair: rows of three per inlier match, columns for the parameters
+  /// of its two cameras.
+  struct Edge {
+    int first;
+    int second;
+    int firstRow;         ///< of all errors
+    cv::Mat derivatives;  ///< `CV_64F`, eight columns
+  };
+
+  bool estimate(const std::vector<cv::detail::ImageFeatures>& features,
+                const std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
+                std::vector<cv::detail::CameraParams>& cameras) override;
+
+  // What the base class wants of its own solver.
+  void setUpInitialCameraParams(const std::vector<cv::detail::CameraParams>& cameras) override;
+  void obtainRefinedCameraParams(std::vector<cv::detail::CameraParams>& cameras) const override;
   void calcError(cv::Mat& err) override;
   void calcJacobian(cv::Mat& jac) override;
 
-  /// Where the errors of every pair begin, counted in matches; one entry more than pairs.
-  [[nodiscard]] std::vector<int> firstMatchOfEdges() const;
+  void chooseEdges();
+  void refine();
+  void differentiate();
+  NormalEquations normalEquations(const cv::Mat& errors);
+
   /// Writes the errors of one pair, three per inlier match, to `errors`.
-  void evaluateEdge(std::size_t edge, const cv::Mat& parameters, double* errors) const;
-  /// Fills the columns of the eight parameters of one pair's cameras, in that pair's rows.
-  void differentiateEdge(std::size_t edge, int firstMatch, cv::Mat& jac) const;
+  void evaluateEdge(const Edge& edge, const cv::Mat& parameters, double* errors) const;
+  void differentiateEdge(Edge& edge) const;
   /// True for the focal length of a camera that is to be held.
   [[nodiscard]] bool isHeld(int camera, int parameter) const;
 
   std::vector<bool> heldFocals_;
+  std::vector<Edge> pairs_;
 };
 
 }  // namespace ORV::Common::Algorithms::Montage::Registration
