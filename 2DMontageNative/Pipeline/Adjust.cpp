@@ -52,6 +52,10 @@ void requireKnownKeypoints(const std::vector<Features>& features,
   for (const PairMatches& pair : pairs) {
     const int ofFirst = static_cast<int>(features[at(pair.first)].keypoints.size());
     const int ofSecond = static_cast<int>(features[at(pair.second)].keypoints.size());
+    if ((!pair.inliers.empty() && pair.inliers.size() != pair.matches.size()) ||
+        (!pair.shifts.empty() && pair.shifts.size() != pair.matches.size())) {
+      throw std::invalid_argument("pairs: one inlier flag and one shift per match are expected");
+    }
     for (const cv::DMatch& match : pair.matches) {
       if (match.queryIdx < 0 || match.queryIdx >= ofFirst || match.trainIdx < 0 ||
           match.trainIdx >= ofSecond) {
@@ -111,54 +115,87 @@ void numberGroups(double confidence, Registration& registration) {
   }
 }
 
-/// The figures of the pairs used, by the lists that the quality figures are defined on.
-void measure(const std::vector<Features>& features,
-             const std::vector<PairMatches>& pairs,
-             float confidence,
-             Registration& registration) {
+/// What the quality figures are computed from: both directions of every pair used, by the first
+/// image, which is the order in which the lists are summed up.
+struct FigureRecords {
   std::vector<cv::detail::ImageFeatures> keypoints;
-  std::vector<cv::detail::CameraParams> cameras(features.size());
+  std::vector<cv::detail::CameraParams> cameras;
+  std::vector<cv::detail::MatchesInfo> pairs;
+};
+
+FigureRecords recordsOf(const std::vector<Features>& features,
+                        const std::vector<PairMatches>& pairs,
+                        const Registration& registration) {
+  FigureRecords records;
   for (std::size_t i = 0; i < features.size(); ++i) {
-    keypoints.push_back(keypointRecord(features[i], static_cast<int>(i)));
-    cameras[i] = cameraRecord(registration.images[i].camera);
+    records.keypoints.push_back(keypointRecord(features[i], static_cast<int>(i)));
+    records.cameras.push_back(cameraRecord(registration.images[i].camera));
   }
-  // Both directions of a pair, by the first image: the order in which the lists are summed up.
-  std::vector<cv::detail::MatchesInfo> records;
-  std::vector<double> squares(features.size(), 0.0);
-  std::vector<double> counts(features.size(), 0.0);
   for (std::size_t p = 0; p < pairs.size(); ++p) {
-    RegisteredPair& row = registration.pairs[p];
-    const auto bothUsed = registration.images[at(row.first)].verdict == Verdict::used &&
-                          registration.images[at(row.second)].verdict == Verdict::used;
-    if (!bothUsed || row.inliers == 0) {
-      continue;
-    }
-    const cv::detail::MatchesInfo record = matchRecord(pairs[p]);
-    row.rms = stages::projectionErrorRmsOf(
-        stages::listProjectionErrors(keypoints, {record}, -1.0F, cameras));
-    if (row.verdict == PairVerdict::used) {
-      records.push_back(record);
-      records.push_back(reverseOf(record));
-      for (const int image : {row.first, row.second}) {
-        squares[at(image)] += row.rms * row.rms * row.inliers;
-        counts[at(image)] += row.inliers;
-      }
+    if (registration.pairs[p].verdict == PairVerdict::used) {
+      records.pairs.push_back(matchRecord(pairs[p]));
+      records.pairs.push_back(reverseOf(records.pairs.back()));
     }
   }
-  std::sort(records.begin(), records.end(), [](const auto& a, const auto& b) {
+  std::sort(records.pairs.begin(), records.pairs.end(), [](const auto& a, const auto& b) {
     return a.src_img_idx != b.src_img_idx ? a.src_img_idx < b.src_img_idx
                                           : a.dst_img_idx < b.dst_img_idx;
   });
-  for (std::size_t i = 0; i < features.size(); ++i) {
-    registration.images[i].rms = counts[i] > 0.0 ? std::sqrt(squares[i] / counts[i]) : 0.0;
+  return records;
+}
+
+PairErrors plainErrors(const FigureRecords& records, const PairMatches& pair) {
+  const double rms = stages::projectionErrorRmsOf(stages::listProjectionErrors(
+      records.keypoints, {matchRecord(pair)}, -1.0F, records.cameras));
+  return {rms * rms * pair.inlierCount, pair.inlierCount};
+}
+
+double rmsOf(const PairErrors& errors) {
+  return errors.count > 0 ? std::sqrt(errors.squares / errors.count) : 0.0;
+}
+
+/// Errors per pair and image, and the figures of the whole.
+void measure(const std::vector<Features>& features,
+             const std::vector<PairMatches>& pairs,
+             const AdjustOptions& options,
+             Registration& registration) {
+  const FigureRecords records = recordsOf(features, pairs, registration);
+  const bool plain = options.method == AdjustMethod::plain;
+  std::vector<PairErrors> perImage(features.size());
+  PairErrors all;
+  const auto add = [](const PairErrors& errors, PairErrors& sum) {
+    sum.squares += errors.squares;
+    sum.count += errors.count;
+  };
+  for (std::size_t p = 0; p < pairs.size(); ++p) {
+    RegisteredPair& row = registration.pairs[p];
+    const RegisteredImage& first = registration.images[at(row.first)];
+    const RegisteredImage& second = registration.images[at(row.second)];
+    if (first.verdict != Verdict::used || second.verdict != Verdict::used || row.inliers == 0) {
+      continue;
+    }
+    const PairErrors errors = plain
+                                  ? plainErrors(records, pairs[p])
+                                  : robustErrors(features, pairs[p], first.camera, second.camera);
+    row.rms = rmsOf(errors);
+    if (row.verdict == PairVerdict::used) {
+      add(errors, perImage[at(row.first)]);
+      add(errors, perImage[at(row.second)]);
+      add(errors, all);
+    }
   }
+  for (std::size_t i = 0; i < features.size(); ++i) {
+    registration.images[i].rms = rmsOf(perImage[i]);
+  }
+  const auto confidence = static_cast<float>(options.confidence);
   Figures& figures = registration.figures;
-  figures.rms = stages::projectionErrorRmsOf(
-      stages::listProjectionErrors(keypoints, records, confidence, cameras));
-  figures.rotationMax =
-      stages::largestRotationOf(stages::listRotations(records, confidence, cameras));
+  figures.rms = plain ? stages::projectionErrorRmsOf(stages::listProjectionErrors(
+                            records.keypoints, records.pairs, confidence, records.cameras))
+                      : rmsOf(all);
+  figures.rotationMax = stages::largestRotationOf(
+      stages::listRotations(records.pairs, confidence, records.cameras));
   const stages::FocalStatistics focals =
-      stages::focalStatisticsOf(stages::listFocals(records, confidence, cameras));
+      stages::focalStatisticsOf(stages::listFocals(records.pairs, confidence, records.cameras));
   figures.focalMean = focals.mean;
   figures.focalRange = focals.range;
 }
@@ -198,7 +235,7 @@ Registration adjustFeatures(const std::vector<Features>& features,
     registration.images[at(image)].verdict = Verdict::used;
   }
   if (registration.status == RegistrationStatus::ok) {
-    measure(features, pairs, static_cast<float>(options.confidence), registration);
+    measure(features, pairs, options, registration);
   }
   giveVerdicts(adjustment.alike, registration);
   return registration;

@@ -21,6 +21,18 @@ struct Adjustment {
   std::map<int, int> alike;        ///< images left out, with the one that shows the same
 };
 
+/// Errors of one pair under its two cameras.
+struct PairErrors {
+  double squares = 0.0;  ///< sum of the squared lengths, registration pixels squared
+  int count = 0;
+};
+
+/// The errors of a pair's points as the robust method counts them.
+PairErrors robustErrors(const std::vector<Features>& features,
+                        const PairMatches& pair,
+                        const Camera& first,
+                        const Camera& second);
+
 /// The largest connected set and its cameras by the stage classes.
 Adjustment adjustPlainly(const std::vector<Features>& features,
                          const std::vector<PairMatches>& pairs,

@@ -2,8 +2,11 @@
 #include "Pipeline/FindFeatures.h"
 #include "Pipeline/Hash.h"
 #include "Registration.h"
+#include "Registration/GreyImage.h"
 #include "Scaler/ResolutionScale.h"
 #include "montage/Features.h"
+
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <stdexcept>
@@ -12,6 +15,9 @@ namespace montage {
 namespace {
 
 namespace stages = ORV::Common::Algorithms::Montage::Registration;
+
+/// Takes off noise and what bilinear sampling would blur differently at every position.
+constexpr double kSmoothingPx = 0.8;
 
 void requirePicture(const cv::Mat& image) {
   if (image.empty() || (image.type() != CV_8UC1 && image.type() != CV_8UC3)) {
@@ -58,6 +64,12 @@ Features findFeatures(const cv::Mat& image, const FeatureOptions& options, float
   // Corner descriptors are whole numbers from 0 to 255: a quarter of the memory holds them.
   found.descriptors.convertTo(features.descriptors,
                               options.kind == FeatureKind::corners ? CV_8U : CV_32F);
+  if (options.keepImage) {
+    cv::GaussianBlur(stages::greyOf(stages::scaledImage(image, scale)),
+                     features.image,
+                     cv::Size(),
+                     kSmoothingPx);
+  }
   return features;
 }
 

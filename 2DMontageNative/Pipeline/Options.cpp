@@ -68,6 +68,8 @@ void check(const PlanOptions& options) {
 RegisterOptions registerOptions(Preset preset) {
   RegisterOptions options;
   if (preset != Preset::picture) {
+    options.features.keepImage = false;
+    options.matching.refine = false;
     options.adjustment.method = AdjustMethod::plain;
     options.reverseOrder = preset == Preset::diagnostic;
   }

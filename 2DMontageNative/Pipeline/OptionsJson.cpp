@@ -57,8 +57,10 @@ Json toJson(const RegisterOptions& options) {
             {"megapixels", options.features.megapixels},
             {"surfThreshold", options.features.surfThreshold},
             {"surfOctaves", options.features.surfOctaves},
-            {"surfLayers", options.features.surfLayers}}},
-          {"matching", {{"strictness", options.matching.strictness}}},
+            {"surfLayers", options.features.surfLayers},
+            {"keepImage", options.features.keepImage}}},
+          {"matching",
+           {{"strictness", options.matching.strictness}, {"refine", options.matching.refine}}},
           {"adjustment",
            {{"method", nameIn(kAdjustMethods, options.adjustment.method)},
             {"confidence", options.adjustment.confidence},
@@ -75,7 +77,10 @@ RegisterOptions registerOptionsFrom(const Json& json) {
   features.at("surfThreshold").get_to(options.features.surfThreshold);
   features.at("surfOctaves").get_to(options.features.surfOctaves);
   features.at("surfLayers").get_to(options.features.surfLayers);
-  json.at("matching").at("strictness").get_to(options.matching.strictness);
+  features.at("keepImage").get_to(options.features.keepImage);
+  const Json& matching = json.at("matching");
+  matching.at("strictness").get_to(options.matching.strictness);
+  matching.at("refine").get_to(options.matching.refine);
   const Json& adjustment = json.at("adjustment");
   options.adjustment.method = valueOf(kAdjustMethods, adjustment.at("method"));
   adjustment.at("confidence").get_to(options.adjustment.confidence);

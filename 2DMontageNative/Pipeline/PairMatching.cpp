@@ -4,8 +4,9 @@
 #include "Pipeline/Records.h"
 #include "Platform/OpenCvScope.h"
 #include "Registration/PairScore.h"
+#include "Registration/PatchAlignment.h"
 
-#include <algorithm>
+#include <limits>
 #include <stdexcept>
 
 namespace montage {
@@ -23,14 +24,31 @@ std::vector<cv::detail::ImageFeatures> recordsOf(const std::vector<const Feature
   return records;
 }
 
+/// How a small step from `point` goes on in the second image: the derivatives of the homography.
+cv::Matx22d shapeAt(const cv::Matx33d& homography, const cv::Point2d& point) {
+  const cv::Vec3d mapped = homography * cv::Vec3d(point.x, point.y, 1.0);
+  cv::Matx22d shape;
+  for (int row = 0; row < 2; ++row) {
+    for (int column = 0; column < 2; ++column) {
+      shape(row, column) = (homography(row, column) * mapped[2] - homography(2, column) * mapped[row]) /
+                           (mapped[2] * mapped[2]);
+    }
+  }
+  return shape;
+}
+
 }  // namespace
 
 PairMatching::PairMatching(const std::vector<const Features*>& features,
                            const MatchOptions& options)
     : records_(recordsOf(features)),
+      refine_(options.refine),
       matcher_(static_cast<float>(options.strictness), stages::kMatchesForHomography, stages::kMatchesForHomography) {
   const ORV::Common::Platform::CpuOnly cpuOnly;
   matcher_.prepare(records_);
+  for (const Features* const each : features) {
+    images_.push_back(each->image);
+  }
   for (cv::detail::ImageFeatures& record : records_) {
     record.descriptors.release();  // four times what the search holds
   }
@@ -48,7 +66,36 @@ PairMatches PairMatching::match(int first, int second) const {
   record.src_img_idx = first;
   record.dst_img_idx = second;
   record.confidence = stages::confidenceOf(record);
-  return pairOf(record);
+  PairMatches pair = pairOf(record);
+  if (refine_ && pair.hasHomography && !images_[static_cast<std::size_t>(first)].empty() &&
+      !images_[static_cast<std::size_t>(second)].empty()) {
+    pair.shifts = shiftsOf(pair);
+  }
+  return pair;
+}
+
+std::vector<cv::Point2f> PairMatching::shiftsOf(const PairMatches& pair) const {
+  const cv::detail::ImageFeatures& first = records_[static_cast<std::size_t>(pair.first)];
+  const cv::detail::ImageFeatures& second = records_[static_cast<std::size_t>(pair.second)];
+  const cv::Point2d centre(first.img_size.width * 0.5, first.img_size.height * 0.5);
+  const float unknown = std::numeric_limits<float>::quiet_NaN();
+  std::vector<cv::Point2f> shifts(pair.matches.size(), cv::Point2f(unknown, unknown));
+  for (std::size_t k = 0; k < pair.matches.size() && k < pair.inliers.size(); ++k) {
+    if (pair.inliers[k] == 0) {
+      continue;
+    }
+    const cv::Point2d from = first.keypoints[static_cast<std::size_t>(pair.matches[k].queryIdx)].pt;
+    const cv::Point2d to = second.keypoints[static_cast<std::size_t>(pair.matches[k].trainIdx)].pt;
+    const auto aligned = stages::alignPatch(images_[static_cast<std::size_t>(pair.first)],
+                                            images_[static_cast<std::size_t>(pair.second)],
+                                            from,
+                                            to,
+                                            shapeAt(pair.secondFromFirst, from - centre));
+    if (aligned) {
+      shifts[k] = *aligned - to;
+    }
+  }
+  return shifts;
 }
 
 PairMatches match(const Features& first, const Features& second, const MatchOptions& options) {

@@ -15,7 +15,7 @@ namespace montage {
 /// once.
 class PairMatching {
  public:
-  /// @param[in] features  of one kind.
+  /// @param[in] features  of one kind; borrowed for the constructor.
   PairMatching(const std::vector<const Features*>& features, const MatchOptions& options);
 
   PairMatching(const PairMatching&) = delete;
@@ -25,7 +25,11 @@ class PairMatching {
   [[nodiscard]] PairMatches match(int first, int second) const;
 
  private:
+  [[nodiscard]] std::vector<cv::Point2f> shiftsOf(const PairMatches& pair) const;
+
   std::vector<cv::detail::ImageFeatures> records_;
+  std::vector<cv::Mat> images_;
+  bool refine_;
   mutable ORV::Common::Algorithms::Montage::Registration::ExactMatcher matcher_;
 };
 

@@ -31,6 +31,10 @@ constexpr double kWorstShare = 0.5;
 constexpr double kDoubtfulPx = 1.0;
 constexpr double kDoubtfulFocal = 5.0;  ///< times the diagonal
 
+// Points placed by their surroundings are used alone if there are at least so many.
+constexpr std::size_t kFewestPlaced = 12;
+constexpr double kLeastPlacedShare = 0.3;
+
 /// A focal length shorter than this share of the longer side is none.
 constexpr double kShortestFocal = 0.2;
 
@@ -46,19 +50,29 @@ double diagonalOf(const Features& features) {
   return std::hypot(features.scaledSize.width, features.scaledSize.height);
 }
 
+/// The inlier matches, of those that could be placed by their surroundings only these, if they are
+/// enough.
 std::vector<PointPair> inlierPoints(const std::vector<Features>& features,
                                     const PairMatches& pair) {
   const Features& first = features[at(pair.first)];
   const Features& second = features[at(pair.second)];
-  std::vector<PointPair> points;
+  std::vector<PointPair> all;
+  std::vector<PointPair> placed;
   for (std::size_t k = 0; k < pair.matches.size() && k < pair.inliers.size(); ++k) {
-    if (pair.inliers[k] != 0) {
-      const cv::Point2d a = first.keypoints[at(pair.matches[k].queryIdx)].pt;
-      const cv::Point2d b = second.keypoints[at(pair.matches[k].trainIdx)].pt;
-      points.push_back({a - principalPointOf(first), b - principalPointOf(second)});
+    if (pair.inliers[k] == 0) {
+      continue;
+    }
+    const cv::Point2d a = first.keypoints[at(pair.matches[k].queryIdx)].pt;
+    const cv::Point2d b = second.keypoints[at(pair.matches[k].trainIdx)].pt;
+    all.push_back({a - principalPointOf(first), b - principalPointOf(second)});
+    if (k < pair.shifts.size() && !std::isnan(pair.shifts[k].x)) {
+      placed.push_back({all.back().first, all.back().second + cv::Point2d(pair.shifts[k])});
     }
   }
-  return points;
+  const bool enough = placed.size() >= kFewestPlaced &&
+                      static_cast<double>(placed.size()) >=
+                          kLeastPlacedShare * static_cast<double>(all.size());
+  return enough ? placed : all;
 }
 
 /// Whether the second image shows what the first one shows, in the same place.
@@ -382,6 +396,20 @@ class RobustAdjuster {
 };
 
 }  // namespace
+
+PairErrors robustErrors(const std::vector<Features>& features,
+                        const PairMatches& pair,
+                        const Camera& first,
+                        const Camera& second) {
+  const std::vector<TurningCamera> cameras{{first.focal, first.worldFromCamera},
+                                           {second.focal, second.worldFromCamera}};
+  PairErrors errors;
+  for (const double error : errorsOf({0, 1, inlierPoints(features, pair)}, cameras)) {
+    errors.squares += error * error;
+    ++errors.count;
+  }
+  return errors;
+}
 
 Adjustment adjustRobustly(const std::vector<Features>& features,
                           const std::vector<PairMatches>& pairs,

@@ -38,6 +38,8 @@ struct Features {
   std::vector<cv::KeyPoint> keypoints;
   /// One row per keypoint: 128 `CV_8U` (corners) or 64 `CV_32F` (SURF); empty without keypoints.
   cv::Mat descriptors;
+  /// `CV_8UC1` of the scaled size, slightly smoothed; empty unless kept.
+  cv::Mat image;
 };
 
 /// What match() found between two images.
@@ -48,6 +50,9 @@ struct PairMatches {
   std::vector<cv::DMatch> matches;
   /// Per match, 1 if it fits the homography; empty without one.
   std::vector<unsigned char> inliers;
+  /// Per match, what to add to the position of the second keypoint so that it shows the same point of
+  /// the scene as the first; NaN where that could not be told. Empty: not looked for.
+  std::vector<cv::Point2f> shifts;
   int inlierCount = 0;
   bool hasHomography = false;
   /// Pixels of the first image to pixels of the second, registration resolution, origin at the

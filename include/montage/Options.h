@@ -43,12 +43,17 @@ struct FeatureOptions {
   int surfOctaves = 3;
   /// Layers per octave, 1 to 8.
   int surfLayers = 4;
+  /// Keep the grey image in the features, so that matching can place points by their surroundings.
+  bool keepImage = true;
 };
 
 struct MatchOptions {
   /// A match counts if its distance is below (1 - strictness) times that of the second best, [0,
   /// 1).
   double strictness = 0.3;
+  /// Place the points of inlier matches to a tenth of a pixel by the pixels around them, where the
+  /// features have kept their images.
+  bool refine = true;
 };
 
 enum class AdjustMethod {
