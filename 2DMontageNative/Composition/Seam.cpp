@@ -4,6 +4,7 @@
 #include "Composition/PlaneWarper.h"
 #include "Composition/SeamFootprints.h"
 #include "Platform/OpenCvScope.h"
+#include "Platform/Status.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -11,9 +12,6 @@
 
 namespace ORV::Common::Algorithms::Montage::Composition {
 namespace {
-
-constexpr int kSuccess = 0;
-constexpr int kUnsupportedKeyword = 1;
 
 constexpr float kTerminalCost = 10000.0F;
 constexpr float kBadRegionPenalty = 1000.0F;
@@ -132,7 +130,7 @@ int Seam::operator()(std::vector<cv::Mat>& images,
   const cv::Ptr<cv::detail::SeamFinder> finder = makeSeamFinder(seamType);
   if (!finder) {
     std::cout << "Unsupported seam finder type. Montaging is unable to continue.\n" << std::flush;
-    return kUnsupportedKeyword;
+    return Platform::kRejected;
   }
   seamFinder = finder;
   if (seamType == "no") {
@@ -190,7 +188,7 @@ int Seam::Process(std::vector<cv::Mat>& images,
     corners[i] = warpedCorners[i];
   }
   footprintCentres = footprintCentresOf(warpedCorners, warpedSizes, seamScale);
-  return kSuccess;
+  return Platform::kSuccess;
 }
 
 int Seam::Process(std::vector<cv::Mat>& images,
@@ -209,7 +207,7 @@ int Seam::Process(std::vector<cv::Mat>& images,
   }
   std::copy(warpedCorners.begin(), warpedCorners.end(), corners.begin());
   footprintCentres = footprintCentresOf(warpedCorners, warpedSizes, seamScale);
-  return kSuccess;
+  return Platform::kSuccess;
 }
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition

@@ -15,9 +15,6 @@
 namespace ORV::Common::Algorithms::Montage::Composition {
 namespace {
 
-constexpr float kFeatherSharpness = 0.1F;
-constexpr int kBandCount = 3;
-
 constexpr int kColourChannels = 3;
 
 /// The image at composition scale; shares the pixels where nothing is to be resampled.
@@ -81,34 +78,19 @@ std::optional<cv::Mat> blockGainsOf(cv::detail::ExposureCompensator& compensator
 
 }  // namespace
 
-cv::Ptr<cv::detail::Blender> makeBlender(int blendType, bool tryGpu) {
-  using cv::detail::Blender;
-  if (blendType != Blender::NO && blendType != Blender::FEATHER &&
-      blendType != Blender::MULTI_BAND) {
-    return {};  // OpenCV's factory would throw
-  }
-  cv::Ptr<Blender> blender = Blender::createDefault(blendType, tryGpu);
-  if (auto* const feather = dynamic_cast<cv::detail::FeatherBlender*>(blender.get())) {
-    feather->setSharpness(kFeatherSharpness);
-  } else if (auto* const bands = dynamic_cast<cv::detail::MultiBandBlender*>(blender.get())) {
-    bands->setNumBands(kBandCount);
-  }
-  return blender;
-}
-
 SlabComposer::SlabComposer(cv::Ptr<cv::detail::RotationWarper> warper,
                            SlabGeometry geometry,
-                           const cv::detail::Blender& blender)
-    : warper_(std::move(warper)), geometry_(std::move(geometry)), blender_(blender) {}
+                           const BlendOptions& blending)
+    : warper_(std::move(warper)), geometry_(std::move(geometry)), blending_(blending) {}
 
 SlabComposer::SlabComposer(cv::Ptr<cv::detail::RotationWarper> warper,
                            SlabGeometry geometry,
                            SlabSeams seams,
-                           const cv::detail::Blender& blender)
+                           const BlendOptions& blending)
     : warper_(std::move(warper)),
       geometry_(std::move(geometry)),
       seams_(std::move(seams)),
-      blender_(blender) {}
+      blending_(blending) {}
 
 cv::Mat SlabComposer::compose(const std::vector<cv::Mat>& images) {
   std::vector<cv::Mat> whole;
@@ -163,7 +145,7 @@ void SlabComposer::layOut(const std::vector<cv::Mat>& images, const std::vector<
     layout.placements.push_back(place(i, scaled, footprint, layout.montage.tl()));
     masks.push_back({layout.placements[i].area, layout.placements[i].mask});
   }
-  layout.blending = makeTileBlending(blender_, std::move(masks), layout.montage.size());
+  layout.blending = makeTileBlending(blending_, std::move(masks), layout.montage.size());
   for (std::size_t i = 0; i < images.size(); ++i) {
     layout.samplers.push_back(samplerOf(layout, i));
     layout.placements[i].mask.release();  // from here on with the blending, as it needs it

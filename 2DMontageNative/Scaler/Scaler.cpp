@@ -2,6 +2,7 @@
 #include "Scaler.h"
 
 #include "Composition/ScaleTolerance.h"
+#include "Platform/Status.h"
 
 #include <algorithm>
 #include <cmath>
@@ -43,7 +44,7 @@ Scaler::~Scaler() = default;
 
 int Scaler::processParams(float workMegapixels, float seamMegapixels, float composeMegapixels) {
   if (sizes.empty()) {
-    return 1;
+    return Platform::kRejected;
   }
   const double area = sizes[0].width * sizes[0].height;
   workScale = scaleFor(workMegapixels, area);
@@ -51,7 +52,7 @@ int Scaler::processParams(float workMegapixels, float seamMegapixels, float comp
   composeScale = scaleFor(composeMegapixels, area);
   seamWorkAspect = seamScale / workScale;
   composeWorkAspect = composeScale / workScale;
-  return 0;
+  return Platform::kSuccess;
 }
 
 void Scaler::updateSizes(std::vector<cv::Mat> images) {

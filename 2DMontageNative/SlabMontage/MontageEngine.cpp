@@ -114,14 +114,14 @@ SlabComposer makeComposer(Scaler& scaler,
                           std::vector<cv::detail::CameraParams> cameras,
                           const SeamResult& seams,
                           bool withSeams,
-                          const cv::detail::Blender& blender,
+                          const Composition::BlendOptions& blending,
                           std::vector<cv::Point>& corners) {
   scaler.blendScale(cameras, warp, corners);
   Composition::SlabGeometry geometry{cameras, corners, scaler.sizes, scaler.composeScale};
   if (withSeams) {
-    return {warp.warper, std::move(geometry), {seams.masks, compensate.compensator}, blender};
+    return {warp.warper, std::move(geometry), {seams.masks, compensate.compensator}, blending};
   }
-  return {warp.warper, std::move(geometry), blender};
+  return {warp.warper, std::move(geometry), blending};
 }
 
 }  // namespace
@@ -177,16 +177,15 @@ int runMontage(const PipelineVariant& variant,
   // Every slab with that geometry; it is the same for all of them.
   std::vector<cv::Point> corners = seams.corners;
   if (request.slabCount > 0) {
-    const cv::Ptr<cv::detail::Blender> blender = Composition::makeBlender(
-        request.blendEnabled ? variant.blending : cv::detail::Blender::NO, request.tryGpu);
-    SlabComposer composer = makeComposer(scaler,
-                                         warp,
-                                         compensate,
-                                         registered.cameras,
-                                         seams,
-                                         request.useGraphCutSeams,
-                                         *blender,
-                                         corners);
+    SlabComposer composer =
+        makeComposer(scaler,
+                     warp,
+                     compensate,
+                     registered.cameras,
+                     seams,
+                     request.useGraphCutSeams,
+                     request.blendEnabled ? variant.blending : Composition::BlendOptions{},
+                     corners);
     for (int slab = 0; slab < request.slabCount; ++slab) {
       cv::Mat montage =
           composer.compose(keptImages(request, processingOrder, componentIndices, slab));

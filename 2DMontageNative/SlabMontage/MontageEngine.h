@@ -4,10 +4,10 @@
 #ifndef ORV_MONTAGE_SLAB_MONTAGE_MONTAGE_ENGINE_H
 #define ORV_MONTAGE_SLAB_MONTAGE_MONTAGE_ENGINE_H
 
+#include "Composition/BlendOptions.h"
 #include "SlabMontage/ConnectedSet.h"
 
 #include <opencv2/core.hpp>
-#include <opencv2/stitching/detail/blenders.hpp>
 
 #include <vector>
 
@@ -26,8 +26,8 @@ struct PipelineVariant {
   bool wideSeamDilation;     ///< widen the seam masks by 7 pixels instead of 1
   bool normaliseBrightness;  ///< of every montage
   PositionSource positions;
-  int blending;                     ///< OpenCV's blender kind, where blending is enabled
-  const char* droppedImageWarning;  ///< one line for standard output
+  Composition::BlendOptions blending;  ///< where blending is enabled
+  const char* droppedImageWarning;     ///< one line for standard output
 };
 
 /// The inputs of one run; the images are borrowed and never written.

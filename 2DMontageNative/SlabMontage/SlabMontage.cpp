@@ -15,7 +15,7 @@ constexpr PipelineVariant kBasicPipeline{
     /*wideSeamDilation=*/false,
     /*normaliseBrightness=*/false,
     PositionSource::kCompositionCorners,
-    cv::detail::Blender::MULTI_BAND,
+    {Composition::BlendKind::kMultiBand},
     "Warning: One or more images have been removed from being used in the final montage.\n"};
 
 constexpr PipelineVariant kDiagnosticPipeline{
@@ -24,7 +24,7 @@ constexpr PipelineVariant kDiagnosticPipeline{
     /*wideSeamDilation=*/true,
     /*normaliseBrightness=*/true,
     PositionSource::kFootprintCentres,
-    cv::detail::Blender::FEATHER,
+    {Composition::BlendKind::kFeather},
     "Warning: An image has been removed from being used in the final montage.\n"};
 
 /// Wraps a packed buffer without copying, or resamples it to the reference size.
