@@ -122,15 +122,18 @@ cv::Ptr<cv::detail::RotationWarper> ourWarper() {
   return cv::makePtr<ParallelPlaneWarper>(static_cast<float>(kFocal));
 }
 
-SlabComposer composerFor(const Blender& blender, bool withSeams) {
-  return withSeams ? SlabComposer(ourWarper(), scene().geometry, scene().seams, blender)
-                   : SlabComposer(ourWarper(), scene().geometry, blender);
+BlendOptions optionsOf(const benchmark::State& state) {
+  return blendOptionsOf(static_cast<int>(state.range(0))).value();
+}
+
+SlabComposer composerFor(const BlendOptions& blending, bool withSeams) {
+  return withSeams ? SlabComposer(ourWarper(), scene().geometry, scene().seams, blending)
+                   : SlabComposer(ourWarper(), scene().geometry, blending);
 }
 
 /// Arguments: kind of blender, with seams or not.
 void furtherSlab(benchmark::State& state) {
-  const auto blender = makeBlender(static_cast<int>(state.range(0)), false);
-  SlabComposer composer = composerFor(*blender, state.range(1) != 0);
+  SlabComposer composer = composerFor(optionsOf(state), state.range(1) != 0);
   benchmark::DoNotOptimize(composer.compose(scene().images));
   for ([[maybe_unused]] const auto _ : state) {
     benchmark::DoNotOptimize(composer.compose(scene().images));
@@ -138,7 +141,7 @@ void furtherSlab(benchmark::State& state) {
 }
 
 void furtherSlabPlain(benchmark::State& state) {
-  const auto blender = makeBlender(static_cast<int>(state.range(0)), false);
+  const auto blender = makeBlender(optionsOf(state), false);
   cv::detail::PlaneWarper warper(static_cast<float>(kFocal));
   const auto seams = state.range(1) != 0 ? std::optional<SlabSeams>(scene().seams) : std::nullopt;
   for ([[maybe_unused]] const auto _ : state) {
@@ -149,9 +152,8 @@ void furtherSlabPlain(benchmark::State& state) {
 
 /// From nothing to the last of ten montages, which are kept.
 void tenSlabs(benchmark::State& state) {
-  const auto blender = makeBlender(Blender::MULTI_BAND, false);
   for ([[maybe_unused]] const auto _ : state) {
-    SlabComposer composer = composerFor(*blender, true);
+    SlabComposer composer = composerFor({BlendKind::kMultiBand}, true);
     std::vector<cv::Mat> montages;
     for (int slab = 0; slab < kSlabs; ++slab) {
       montages.push_back(composer.compose(scene().images));
@@ -167,7 +169,7 @@ void tenSlabsStitcher(benchmark::State& state) {
   stitcher->setExposureCompensator(cv::makePtr<cv::detail::BlocksGainCompensator>());
   stitcher->setSeamFinder(
       cv::makePtr<cv::detail::GraphCutSeamFinder>(cv::detail::GraphCutSeamFinderBase::COST_COLOR));
-  stitcher->setBlender(makeBlender(Blender::MULTI_BAND, false));
+  stitcher->setBlender(makeBlender({BlendKind::kMultiBand}, false));
   stitcher->setRegistrationResol(cv::Stitcher::ORIG_RESOL);
   stitcher->setSeamEstimationResol(0.1);
   stitcher->setCompositingResol(cv::Stitcher::ORIG_RESOL);

@@ -7,8 +7,9 @@ function(montage_configure target)
     return()
   endif()
   # Contraction off: a fused multiply-add would make results depend on the machine.
+  # Prefix map: the texts of exceptions name source files, and not the folder they were built in.
   target_compile_options(${target} PRIVATE
-    -ffp-contract=off -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast
+    -ffp-contract=off -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast
     $<$<BOOL:${MONTAGE_WERROR}>:-Werror>)
   if(MONTAGE_SANITIZE)
     target_compile_options(${target} PRIVATE

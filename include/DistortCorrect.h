@@ -44,8 +44,7 @@ namespace DistortCorrect {
 ///
 /// Parameters that several operations share:
 /// - `halfFieldAngle`, radians: polar angle of the ray that meets the source border on its axes
-/// when
-///   linearCoeff = 1 and cubicCoeff = 0.
+///   when linearCoeff = 1 and cubicCoeff = 0.
 /// - `cubicCoeff`, `linearCoeff`: the lens model's coefficient of the squared radius and constant.
 /// - `yaw`, `pitch`, `roll`, radians: rotation about the vertical, horizontal and optical axis.
 ///   `yaw` and `pitch` are overwritten on success with the position of the projection centre in the
@@ -82,8 +81,7 @@ class MONTAGE_API SterProject {
   /// @param[in] minAngleDeg,maxAngleDeg  range on both axes, degrees.
   /// @param[in] pixelsPerUnit  output pixels per unit of plane coordinate.
   /// @param[out] boundLeft,boundTop,boundRight,boundBottom  boundTop comes from the bottom crop
-  /// edge
-  ///   and boundBottom from the top one, both negated.
+  ///   edge and boundBottom from the top one, both negated.
   /// @param[in,out] image  smoothed in place (3 x 3, sigma 1) before it is sampled, also when the
   ///   status is 1; replaced by the cropped result on success.
   /// @return 0; 1 if the content touches the first or last column or row, is missing, or is broken.

@@ -63,8 +63,8 @@ class MONTAGE_API FeatureFinding {
   ///   squared), octaves, layers per octave, octaves and layers for the descriptors.
   /// @param[in] scale  as in the corner overload.
   /// @param[in] useMask  keypoints closer than about a twentieth of the height to zero-valued
-  /// background
-  ///   keep their place but get a descriptor of all 2.0. Needs images of at least 20 rows.
+  ///   background keep their place but get a descriptor of all 2.0. Needs images of at least 20
+  ///   rows.
   /// @param[in,out] features  at least one entry per image; `CV_32F` descriptors of 64 columns.
   ///   img_idx keeps its value.
   /// @return 0.

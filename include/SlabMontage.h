@@ -174,9 +174,8 @@ class MONTAGE_API SlabMontage {
   ///
   /// @param[in] images  at least imageCount images; not modified.
   /// @param[out] order  one pair {slot, image} per connected image, slots ascending, images from
-  /// the
-  ///   one with the fewest inliers to the one with the most. How to apply it to a list that also
-  ///   holds unconnected images is the caller's choice. Untouched when feature finding fails.
+  ///   the one with the fewest inliers to the one with the most. How to apply it to a list that
+  ///   also holds unconnected images is the caller's choice. Untouched when feature finding fails.
   /// @return the status of feature finding, else 0.
   int getOrder(std::vector<cv::Mat>& images,
                int imageCount,

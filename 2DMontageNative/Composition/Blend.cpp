@@ -2,16 +2,12 @@
 #include "Composition.h"
 #include "Composition/SlabComposer.h"
 #include "Platform/OpenCvScope.h"
+#include "Platform/Status.h"
 
 #include <iostream>
 
 namespace ORV::Common::Algorithms::Montage::Composition {
-namespace {
-
-constexpr int kSuccess = 0;
-constexpr int kUnrecognizedBlendType = 1;
-
-}  // namespace
+namespace {}  // namespace
 
 Blend::Blend(Warp& sharedWarp, Compensate& compensate)
     : warp(sharedWarp), compensator(compensate.compensator) {}
@@ -29,10 +25,11 @@ int Blend::operator()(std::vector<cv::Mat>& images,
                       std::string seamType,
                       int blendType,
                       cv::Mat& result) {
-  blender = makeBlender(blendType, tryGpu);
-  if (!blender) {
+  const std::optional<BlendOptions> options = blendOptionsOf(blendType);
+  blender = options ? makeBlender(*options, tryGpu) : nullptr;
+  if (!options) {
     std::cout << "Unrecognized blend type. Montaging unable to continue.\n" << std::flush;
-    return kUnrecognizedBlendType;
+    return Platform::kRejected;
   }
   if (seamType == "no") {
     return Process(images, corners, cameras, sizes, composeScale, tryGpu, blendType, result);
@@ -49,10 +46,12 @@ int Blend::Process(std::vector<cv::Mat>& images,
                    bool /*tryGpu*/,
                    cv::Mat& result) {
   const Platform::CpuOnly cpuOnly;
-  SlabComposer composer(
-      warp.warper, {cameras, corners, sizes, composeScale}, {masks, compensator}, *blender);
+  SlabComposer composer(warp.warper,
+                        {cameras, corners, sizes, composeScale},
+                        {masks, compensator},
+                        blendOptionsOf(*blender));
   result = composer.compose(images);
-  return kSuccess;
+  return Platform::kSuccess;
 }
 
 int Blend::Process(std::vector<cv::Mat>& images,
@@ -64,9 +63,10 @@ int Blend::Process(std::vector<cv::Mat>& images,
                    int /*blendType*/,
                    cv::Mat& result) {
   const Platform::CpuOnly cpuOnly;
-  SlabComposer composer(warp.warper, {cameras, corners, sizes, composeScale}, *blender);
+  SlabComposer composer(
+      warp.warper, {cameras, corners, sizes, composeScale}, blendOptionsOf(*blender));
   result = composer.compose(images);
-  return kSuccess;
+  return Platform::kSuccess;
 }
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition

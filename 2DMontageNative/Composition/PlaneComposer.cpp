@@ -9,7 +9,7 @@ namespace ORV::Common::Algorithms::Montage::Composition {
 
 PlaneComposer::PlaneComposer(std::vector<Image> images,
                              cv::Size montage,
-                             const cv::detail::Blender& blender,
+                             const BlendOptions& blending,
                              Sampling sampling,
                              int channels) {
   std::vector<PlacedMask> masks;
@@ -17,7 +17,7 @@ PlaneComposer::PlaneComposer(std::vector<Image> images,
     areas_.push_back(image.placement.area);
     masks.push_back({image.placement.area, image.placement.mask});
   }
-  blending_ = makeTileBlending(blender, std::move(masks), montage);
+  blending_ = makeTileBlending(blending, std::move(masks), montage);
   for (Image& image : images) {
     const ImagePlacement& placement = image.placement;
     const cv::Size footprint = placement.footprint.size();

@@ -4,6 +4,7 @@
 #ifndef ORV_MONTAGE_COMPOSITION_PLANE_COMPOSER_H
 #define ORV_MONTAGE_COMPOSITION_PLANE_COMPOSER_H
 
+#include "Composition/BlendOptions.h"
 #include "Composition/ImagePlacement.h"
 #include "Composition/TileBlending.h"
 #include "Composition/WarpedImage.h"
@@ -39,11 +40,10 @@ class PlaneComposer {
   /// threads.
   using Reader = std::function<cv::Mat(std::size_t)>;
 
-  /// @param[in] blender  the kind of blending and its settings; not used for blending itself.
   /// @param[in] channels  of the montage, 1 or 3.
   PlaneComposer(std::vector<Image> images,
                 cv::Size montage,
-                const cv::detail::Blender& blender,
+                const BlendOptions& blending,
                 Sampling sampling,
                 int channels);
 

@@ -5,14 +5,12 @@
 #include "Composition/SeamFootprints.h"
 #include "Composition/SeamViews.h"
 #include "Platform/OpenCvScope.h"
+#include "Platform/Status.h"
 
 #include <iostream>
 
 namespace ORV::Common::Algorithms::Montage::Composition {
 namespace {
-
-constexpr int kSuccess = 0;
-constexpr int kUnsupportedKeyword = 1;
 
 constexpr float kTerminalCost = 10000.0F;
 constexpr float kBadRegionPenalty = 1000.0F;
@@ -61,7 +59,8 @@ std::vector<cv::Rect> footprintsOf(cv::detail::RotationWarper& warper,
     const cv::Mat K = intrinsicsOf(cameras[i], seamWorkAspect);
     const cv::Mat& R = cameras[i].R;
     if (isPlaneWarper(warper)) {
-      const cv::Rect footprint = warper.warpRoi(reducedSizeForSeams(images[i].size(), seamScale), K, R);
+      const cv::Rect footprint =
+          warper.warpRoi(reducedSizeForSeams(images[i].size(), seamScale), K, R);
       requireFootprint(footprint.tl(), footprint.width, footprint.height);
       footprints.push_back(footprint);
     } else {
@@ -95,7 +94,7 @@ int Seam::operator()(std::vector<cv::Mat>& images,
   const cv::Ptr<cv::detail::SeamFinder> finder = makeSeamFinder(seamType);
   if (!finder) {
     std::cout << "Unsupported seam finder type. Montaging is unable to continue.\n" << std::flush;
-    return kUnsupportedKeyword;
+    return Platform::kRejected;
   }
   seamFinder = finder;
   if (seamType == "no") {
@@ -139,7 +138,7 @@ int Seam::Process(std::vector<cv::Mat>& images,
     corners[i] = views.corners[i];
   }
   footprintCentres = footprintCentresOf(views.corners, views.sizes, seamScale);
-  return kSuccess;
+  return Platform::kSuccess;
 }
 
 int Seam::Process(std::vector<cv::Mat>& images,
@@ -158,7 +157,7 @@ int Seam::Process(std::vector<cv::Mat>& images,
   }
   std::copy(warpedCorners.begin(), warpedCorners.end(), corners.begin());
   footprintCentres = footprintCentresOf(warpedCorners, warpedSizes, seamScale);
-  return kSuccess;
+  return Platform::kSuccess;
 }
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition

@@ -15,9 +15,6 @@
 namespace ORV::Common::Algorithms::Montage::Composition {
 namespace {
 
-constexpr float kFeatherSharpness = 0.1F;
-constexpr int kBandCount = 3;
-
 constexpr int kColourChannels = 3;
 
 std::vector<cv::Size> sizesOf(const std::vector<cv::Mat>& images) {
@@ -41,41 +38,25 @@ std::vector<cv::Mat> blockGainsOf(cv::detail::ExposureCompensator& compensator) 
 
 }  // namespace
 
-cv::Ptr<cv::detail::Blender> makeBlender(int blendType, bool tryGpu) {
-  using cv::detail::Blender;
-  if (blendType != Blender::NO && blendType != Blender::FEATHER &&
-      blendType != Blender::MULTI_BAND) {
-    return {};  // OpenCV's factory would throw
-  }
-  cv::Ptr<Blender> blender = Blender::createDefault(blendType, tryGpu);
-  if (auto* const feather = dynamic_cast<cv::detail::FeatherBlender*>(blender.get())) {
-    feather->setSharpness(kFeatherSharpness);
-  } else if (auto* const bands = dynamic_cast<cv::detail::MultiBandBlender*>(blender.get())) {
-    bands->setNumBands(kBandCount);
-  }
-  return blender;
-}
-
 SlabComposer::SlabComposer(cv::Ptr<cv::detail::RotationWarper> warper,
                            SlabGeometry geometry,
-                           const cv::detail::Blender& blender)
-    : warper_(std::move(warper)), geometry_(std::move(geometry)), blender_(blender) {}
+                           const BlendOptions& blending)
+    : warper_(std::move(warper)), geometry_(std::move(geometry)), blending_(blending) {}
 
 SlabComposer::SlabComposer(cv::Ptr<cv::detail::RotationWarper> warper,
                            SlabGeometry geometry,
                            SlabSeams seams,
-                           const cv::detail::Blender& blender)
+                           const BlendOptions& blending)
     : warper_(std::move(warper)),
       geometry_(std::move(geometry)),
       seams_(std::move(seams)),
-      blender_(blender) {}
+      blending_(blending) {}
 
 cv::Mat SlabComposer::compose(const std::vector<cv::Mat>& images) {
   for (const cv::Mat& image : images) {
     CV_Assert(image.type() == CV_8UC1 || image.type() == CV_8UC3);
   }
-  return isPlaneWarper(*warper_) && gainsAreKnown() ? composeOnPlane(images)
-                                                    : composeWhole(images);
+  return isPlaneWarper(*warper_) && gainsAreKnown() ? composeOnPlane(images) : composeWhole(images);
 }
 
 /// Whether the gains are factors per block that can be applied to any part of an image.
@@ -117,14 +98,13 @@ void SlabComposer::layOut(const std::vector<cv::Mat>& images) {
     const cv::Size scaled = scaledSizeForComposition(images[i].size(), geometry_.composeScale);
     const cv::Rect footprint = footprintOf(*warper_, geometry_, i, scaled);
     ImagePlacement placement = place(i, scaled, footprint, montage.tl());
-    placed.push_back(
-        {planeProjectorOf(*warper_, placement), std::move(placement), gains.at(i)});
+    placed.push_back({planeProjectorOf(*warper_, placement), std::move(placement), gains.at(i)});
   }
   layout_ = Layout{std::move(imageSizes),
                    channels,
                    montage,
                    std::make_unique<PlaneComposer>(
-                       std::move(placed), montage.size(), blender_, sampling(), channels)};
+                       std::move(placed), montage.size(), blending_, sampling(), channels)};
 }
 
 ImagePlacement SlabComposer::place(std::size_t index,
@@ -150,7 +130,7 @@ cv::Mat SlabComposer::composeWhole(const std::vector<cv::Mat>& images) const {
     masks.push_back({placement.area, placement.mask});
     warped.push_back(std::make_unique<StoredImage>(withChannels(compensated(whole, i), channels)));
   }
-  const auto blending = makeTileBlending(blender_, std::move(masks), montage.size());
+  const auto blending = makeTileBlending(blending_, std::move(masks), montage.size());
   cv::Mat pixels(montage.size(), CV_8UC(channels));
   blendTiles(*blending, warped, {cv::Point(), montage.size()}, pixels, {}, {});
   return pixels;

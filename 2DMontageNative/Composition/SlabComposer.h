@@ -4,11 +4,11 @@
 #ifndef ORV_MONTAGE_COMPOSITION_SLAB_COMPOSER_H
 #define ORV_MONTAGE_COMPOSITION_SLAB_COMPOSER_H
 
+#include "Composition/BlendOptions.h"
 #include "Composition/ImagePlacement.h"
 #include "Composition/PlaneComposer.h"
 
 #include <opencv2/core.hpp>
-#include <opencv2/stitching/detail/blenders.hpp>
 #include <opencv2/stitching/detail/warpers.hpp>
 
 #include <memory>
@@ -16,9 +16,6 @@
 #include <vector>
 
 namespace ORV::Common::Algorithms::Montage::Composition {
-
-/// Makes the blender of a kind (0 none, 1 feather, 2 multi-band); an empty pointer for other kinds.
-cv::Ptr<cv::detail::Blender> makeBlender(int blendType, bool tryGpu);
 
 /// Composes the montages of slabs that share their geometry.
 ///
@@ -29,18 +26,15 @@ cv::Ptr<cv::detail::Blender> makeBlender(int blendType, bool tryGpu);
 class SlabComposer {
  public:
   /// Blends whole footprints without exposure gains.
-  ///
-  /// @param[in] blender  the kind of blending and its settings; borrowed, and not used for blending
-  ///   itself.
   SlabComposer(cv::Ptr<cv::detail::RotationWarper> warper,
                SlabGeometry geometry,
-               const cv::detail::Blender& blender);
+               const BlendOptions& blending);
 
   /// Blends within seam masks and applies the gains.
   SlabComposer(cv::Ptr<cv::detail::RotationWarper> warper,
                SlabGeometry geometry,
                SlabSeams seams,
-               const cv::detail::Blender& blender);
+               const BlendOptions& blending);
 
   /// @param[in] images  one slab, full resolution, `CV_8UC1` or `CV_8UC3`, in the cameras' order.
   /// @return the montage in new memory: 8-bit, one channel if the first image has one, else three.
@@ -70,7 +64,7 @@ class SlabComposer {
   cv::Ptr<cv::detail::RotationWarper> warper_;
   SlabGeometry geometry_;
   std::optional<SlabSeams> seams_;
-  const cv::detail::Blender& blender_;
+  BlendOptions blending_;
   std::optional<Layout> layout_;
 };
 

@@ -78,16 +78,17 @@ void blendTiles(const TileBlending& blending,
   });
 }
 
-std::unique_ptr<TileBlending> makeTileBlending(const cv::detail::Blender& blender,
+std::unique_ptr<TileBlending> makeTileBlending(const BlendOptions& options,
                                                std::vector<PlacedMask> masks,
                                                cv::Size montage) {
-  if (const auto* bands = dynamic_cast<const cv::detail::MultiBandBlender*>(&blender)) {
-    return std::make_unique<MultiBandBlending>(std::move(masks), montage, bands->numBands());
+  switch (options.kind) {
+    case BlendKind::kFeather:
+      return std::make_unique<FeatherBlending>(std::move(masks), options.sharpness);
+    case BlendKind::kMultiBand:
+      return std::make_unique<MultiBandBlending>(std::move(masks), montage, options.bands);
+    default:
+      return std::make_unique<OverlayBlending>(std::move(masks));
   }
-  if (const auto* feather = dynamic_cast<const cv::detail::FeatherBlender*>(&blender)) {
-    return std::make_unique<FeatherBlending>(std::move(masks), feather->sharpness());
-  }
-  return std::make_unique<OverlayBlending>(std::move(masks));
 }
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition

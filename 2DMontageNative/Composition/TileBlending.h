@@ -4,10 +4,10 @@
 #ifndef ORV_MONTAGE_COMPOSITION_TILE_BLENDING_H
 #define ORV_MONTAGE_COMPOSITION_TILE_BLENDING_H
 
+#include "Composition/BlendOptions.h"
 #include "Composition/WarpedImage.h"
 
 #include <opencv2/core.hpp>
-#include <opencv2/stitching/detail/blenders.hpp>
 
 #include <functional>
 #include <memory>
@@ -56,11 +56,10 @@ class TileBlending {
   [[nodiscard]] virtual std::size_t imageCount() const = 0;
 };
 
-/// Prepares the kind of blending that an OpenCV blender stands for, with its settings.
+/// Prepares blending of that kind, with its settings.
 ///
-/// @param[in] blender  one of OpenCV's three kinds; not used for blending itself.
 /// @param[in] montage  size of the montage.
-std::unique_ptr<TileBlending> makeTileBlending(const cv::detail::Blender& blender,
+std::unique_ptr<TileBlending> makeTileBlending(const BlendOptions& options,
                                                std::vector<PlacedMask> masks,
                                                cv::Size montage);
 

@@ -25,8 +25,7 @@ class WarpedImage {
 
   /// @param[in] area  relative to the image's footprint, inside it.
   /// @return 8-bit pixels of the area; not to be written. Pixels that do not bear on the montage
-  /// may
-  ///   be zero.
+  ///   may be zero.
   /// @note Several threads may read at once.
   [[nodiscard]] virtual cv::Mat read(const cv::Rect& area) const = 0;
 };

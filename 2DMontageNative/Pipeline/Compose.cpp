@@ -3,7 +3,6 @@
 
 #include "Composition/CompositionImage.h"
 #include "Composition/PlaneComposer.h"
-#include "Composition/SlabComposer.h"
 #include "Pipeline/PlanLayout.h"
 #include "Pipeline/Watcher.h"
 #include "Platform/OpenCvScope.h"
@@ -23,19 +22,21 @@ namespace {
 using composition::PlaneComposer;
 using composition::WarpedImages;
 
-cv::Ptr<cv::detail::Blender> blenderOf(const MontagePlan& plan) {
-  using cv::detail::Blender;
+composition::BlendOptions blendingOf(const MontagePlan& plan) {
+  composition::BlendOptions blending;
   switch (plan.options.blending) {
     case Blending::none:
-      return composition::makeBlender(Blender::NO, false);
+      blending.kind = composition::BlendKind::kNone;
+      break;
     case Blending::feather:
-      return composition::makeBlender(Blender::FEATHER, false);
+      blending.kind = composition::BlendKind::kFeather;
+      break;
     case Blending::multiBand:
+      blending.kind = composition::BlendKind::kMultiBand;
+      blending.bands = plan.bands;
       break;
   }
-  cv::Ptr<Blender> blender = composition::makeBlender(Blender::MULTI_BAND, false);
-  blender.dynamicCast<cv::detail::MultiBandBlender>()->setNumBands(plan.bands);
-  return blender;
+  return blending;
 }
 
 std::string sizeText(cv::Size size) {
@@ -130,7 +131,7 @@ class Composer::Engine {
     channels_ = first_.channels();
     plane_.emplace(layOut(plan_),
                    plan_.canvas.size(),
-                   *blenderOf(plan_),
+                   blendingOf(plan_),
                    samplingOf(plan_.options),
                    channels_);
   }

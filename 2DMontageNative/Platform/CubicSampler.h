@@ -16,8 +16,7 @@ namespace ORV::Common::Platform {
 class CubicSampler {
  public:
   /// @param[in] source  CV_8UC1 or CV_8UC3, any row stride; its pixels are borrowed and must
-  /// outlive
-  ///   the sampler. Throws `cv::Exception` for another type.
+  ///   outlive the sampler. Throws `cv::Exception` for another type.
   explicit CubicSampler(const cv::Mat& source);
 
   /// Fills @p tile with the source at column @p mapCols and row @p mapRows of each of its pixels.
@@ -27,8 +26,7 @@ class CubicSampler {
   ///
   /// @param[in]  mapCols, mapRows  CV_32FC1 of the tile's size, any row stride.
   /// @param[out] tile  of the source's type and the size of the maps, any row stride; every pixel
-  /// is
-  ///   written, no pixel is shared with the source.
+  ///   is written, no pixel is shared with the source.
   /// Throws `cv::Exception` before writing if sizes or types differ, and, as `cv::remap` does, if a
   ///   side of the source or tile is 32767 or more or the maps are empty.
   /// @note Thread-safe for disjoint tiles; works on the calling thread.

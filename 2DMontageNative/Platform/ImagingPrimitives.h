@@ -62,8 +62,7 @@ constexpr int ippKernelSobel = 0;  ///< Sobel derivative kernels.
 /// @param[in] kernelType  `ippKernelSobel`.
 /// @param[in] apertureSize, averagingWindow  5 and 5, the only ones served.
 /// @param[in] buffer  as many bytes as asked for, of any alignment; contents before and after are
-/// of
-///   no use.
+///   of no use.
 /// @note Bands of rows run in parallel.
 [[nodiscard]] int ippiMinEigenVal_32f_C1R(const float* source,
                                           int sourceStep,
@@ -160,8 +159,7 @@ constexpr int ippiNormInf = 0;  ///< Infinity norm: the 8-connected neighbourhoo
 /// first-in first-out queue for what they left.
 ///
 /// @param[in] buffer  as many bytes as asked for, of any alignment; contents before and after are
-/// of
-///   no use.
+///   of no use.
 /// @param[in] norm  `ippiNormInf`.
 [[nodiscard]] int ippiMorphReconstructDilate_8u_C1IR(const unsigned char* mask,
                                                      int maskStep,

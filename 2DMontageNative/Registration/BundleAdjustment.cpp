@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/OpenCvScope.h"
+#include "Platform/Status.h"
 #include "Registration.h"
 #include "Registration/RayAdjuster.h"
 
@@ -10,9 +11,6 @@
 
 namespace ORV::Common::Algorithms::Montage::Registration {
 namespace {
-
-constexpr int kSuccess = 0;
-constexpr int kFocalNotFinite = 2;
 
 using Cameras = std::vector<cv::detail::CameraParams>;
 
@@ -87,10 +85,10 @@ int BundleAdjustment::Process(std::vector<cv::detail::ImageFeatures>& features,
   const Platform::CpuOnly cpuOnly;
   if (features.empty()) {
     cameras.clear();  // OpenCV's estimator reads the first element of an empty list
-    return kSuccess;
+    return Platform::kSuccess;
   }
   if (features.size() == 1) {
-    return kFocalNotFinite;  // OpenCV's takes the median of no focal length
+    return Platform::kNoCameras;  // OpenCV's takes the median of no focal length
   }
   cv::detail::HomographyBasedEstimator estimator(false);
   estimator(features, pairwiseMatches, cameras);
@@ -109,7 +107,7 @@ int BundleAdjustment::Process(std::vector<cv::detail::ImageFeatures>& features,
       std::all_of(cameras.begin(), cameras.end(), [](const cv::detail::CameraParams& camera) {
         return std::isfinite(camera.focal);
       });
-  return adjusted && allFinite ? kSuccess : kFocalNotFinite;
+  return adjusted && allFinite ? Platform::kSuccess : Platform::kNoCameras;
 }
 
 }  // namespace ORV::Common::Algorithms::Montage::Registration

@@ -21,8 +21,7 @@ namespace ORV::Common::Algorithms::Montage::Registration {
 /// @param[in] grey  `CV_8UC1`, any size.
 /// @param[in] keypoints  inside the image, all of the kind above; every one keeps its place.
 /// @return one row of 128 `CV_32F` whole numbers from 0 to 255 per keypoint, all zero where there
-/// is
-///   no gradient; empty without keypoints.
+///   is no gradient; empty without keypoints.
 /// @note Re-entrant; keypoints are described in parallel.
 cv::Mat describeCorners(const cv::Mat& grey, const std::vector<cv::KeyPoint>& keypoints);
 

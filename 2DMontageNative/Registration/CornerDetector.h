@@ -18,8 +18,7 @@ namespace ORV::Common::Algorithms::Montage::Registration {
 /// @param[in] image  rows x cols samples, row-major without gaps; borrowed for the call.
 /// @param[in] qualityLevel  responses below this fraction of the strongest one are no corners.
 /// @param[in] minDistance  least Euclidean distance of two corners in pixels; exactly this far
-/// apart
-///   both stay.
+///   apart both stay.
 /// @param[out] points  room for `count` pairs (x, y), written from the first.
 /// @param[out] responses  room for `count` values, in the scale of `ippiMinEigenVal_32f_C1R`.
 /// @param[in,out] count  in: the capacity, at least 1; out: the number of corners, 0 for an image

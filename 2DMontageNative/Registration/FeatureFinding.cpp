@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/OpenCvScope.h"
 #include "Platform/ParallelLoop.h"
+#include "Platform/Status.h"
 #include "Registration.h"
 #include "Registration/ContrastStretch.h"
 #include "Registration/CornerDescriptors.h"
@@ -87,7 +88,7 @@ int FeatureFinding::operator()(std::vector<cv::Mat>& images,
     features[i].descriptors.release();
     descriptors[i].copyTo(features[i].descriptors);
   }
-  return 0;
+  return Platform::kSuccess;
 }
 
 }  // namespace ORV::Common::Algorithms::Montage::Registration

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/OpenCvScope.h"
 #include "Platform/ParallelLoop.h"
+#include "Platform/Status.h"
 #include "Registration.h"
 #include "Registration/GreyImage.h"
 #include "Registration/SurfFeaturesFinder.h"
@@ -86,7 +87,7 @@ int FeatureFinding::Process(std::vector<cv::Mat>& images,
     features[i].descriptors.release();  // a record that shares the old ones keeps them
     descriptors[i].copyTo(features[i].descriptors);
   }
-  return 0;
+  return Platform::kSuccess;
 }
 
 }  // namespace ORV::Common::Algorithms::Montage::Registration

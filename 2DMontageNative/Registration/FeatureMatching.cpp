@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/OpenCvScope.h"
+#include "Platform/Status.h"
 #include "Registration.h"
 #include "Registration/ExactMatcher.h"
 #include "Registration/PairScore.h"
@@ -72,7 +73,7 @@ int FeatureMatching::Process(std::vector<cv::detail::ImageFeatures>& features,
   matcher.collectGarbage();
   numberSkippedPairs(features, pairwiseMatches);
   scorePairs(pairwiseMatches);
-  return 0;
+  return Platform::kSuccess;
 }
 
 }  // namespace ORV::Common::Algorithms::Montage::Registration

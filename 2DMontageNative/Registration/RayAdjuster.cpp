@@ -4,6 +4,7 @@
 #include "Platform/ParallelLoop.h"
 #include "Registration/Inliers.h"
 #include "Registration/NormalEquations.h"
+#include "Registration/RayGeometry.h"
 
 #include <opencv2/calib3d.hpp>
 
@@ -23,7 +24,7 @@ double focalOf(const cv::Mat& parameters, int camera) {
 }
 
 /// Maps pixels of an image of this size to rays in the common frame.
-cv::Matx33d rayFromPixel(const cv::Mat& parameters, int camera, const cv::Size& imageSize) {
+cv::Matx33d raysOf(const cv::Mat& parameters, int camera, const cv::Size& imageSize) {
   cv::Mat rotationVector(3, 1, CV_64F);
   for (int axis = 0; axis < 3; ++axis) {
     rotationVector.at<double>(axis, 0) =
@@ -36,16 +37,7 @@ cv::Matx33d rayFromPixel(const cv::Mat& parameters, int camera, const cv::Size& 
   K.at<double>(0, 2) = imageSize.width * 0.5;
   K.at<double>(1, 1) = focalOf(parameters, camera);
   K.at<double>(1, 2) = imageSize.height * 0.5;
-  const cv::Mat inverse = K.inv();
-  return cv::Mat(R * inverse);
-}
-
-cv::Vec3d unitRay(const cv::Matx33d& H, const cv::Point2f& p) {
-  const double x = H(0, 0) * p.x + H(0, 1) * p.y + H(0, 2);
-  const double y = H(1, 0) * p.x + H(1, 1) * p.y + H(1, 2);
-  const double z = H(2, 0) * p.x + H(2, 1) * p.y + H(2, 2);
-  const double length = std::sqrt(x * x + y * y + z * z);
-  return {x / length, y / length, z / length};
+  return rayFromPixel(R, K);
 }
 
 int inlierCount(const cv::detail::MatchesInfo& pair) {
@@ -235,8 +227,8 @@ void RayAdjuster::evaluateEdge(const Edge& edge, const cv::Mat& parameters, doub
   const cv::detail::ImageFeatures& source = features_[edge.first];
   const cv::detail::ImageFeatures& destination = features_[edge.second];
   const cv::detail::MatchesInfo& pair = pairwise_matches_[edge.first * num_images_ + edge.second];
-  const cv::Matx33d sourceRays = rayFromPixel(parameters, edge.first, source.img_size);
-  const cv::Matx33d destinationRays = rayFromPixel(parameters, edge.second, destination.img_size);
+  const cv::Matx33d sourceRays = raysOf(parameters, edge.first, source.img_size);
+  const cv::Matx33d destinationRays = raysOf(parameters, edge.second, destination.img_size);
   const double pixelsPerRay =
       std::sqrt(focalOf(parameters, edge.first) * focalOf(parameters, edge.second));
 

@@ -18,8 +18,7 @@ namespace ORV::Common::Algorithms::Montage::Registration {
 /// @param[in] grey  `CV_8UC1`.
 /// @param[in] keypoints  position, size and angle (degrees) are read.
 /// @return `CV_32F`, one row of 64 values per keypoint: 4 x 4 cells row by row, per cell the sums
-/// of
-///   dx, dy, |dx|, |dy|; of length 1, or all zero where the window is flat. Empty without
+///   of dx, dy, |dx|, |dy|; of length 1, or all zero where the window is flat. Empty without
 ///   keypoints.
 /// @note Keypoints run in parallel; scratch memory is shared by the keypoints of a task.
 cv::Mat describeSurfKeypoints(const cv::Mat& grey, const std::vector<cv::KeyPoint>& keypoints);

@@ -2,6 +2,7 @@
 #include "Scaler.h"
 
 #include "Composition/ScaleTolerance.h"
+#include "Platform/Status.h"
 #include "Scaler/ResolutionScale.h"
 
 #include <algorithm>
@@ -34,7 +35,7 @@ Scaler::~Scaler() = default;
 
 int Scaler::processParams(float workMegapixels, float seamMegapixels, float composeMegapixels) {
   if (sizes.empty()) {
-    return 1;
+    return Platform::kRejected;
   }
   const double area = sizes[0].width * sizes[0].height;
   workScale = resolutionScale(workMegapixels, area);
@@ -42,7 +43,7 @@ int Scaler::processParams(float workMegapixels, float seamMegapixels, float comp
   composeScale = resolutionScale(composeMegapixels, area);
   seamWorkAspect = seamScale / workScale;
   composeWorkAspect = composeScale / workScale;
-  return 0;
+  return Platform::kSuccess;
 }
 
 void Scaler::updateSizes(std::vector<cv::Mat> images) {

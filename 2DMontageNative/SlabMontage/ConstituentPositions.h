@@ -14,8 +14,7 @@ namespace ORV::Common::Algorithms::Montage {
 ///
 /// @param[in] points  one per kept image, in the order of componentIndices.
 /// @param[in] componentIndices  processing indices of the kept images; sorted before use, the
-/// points
-///   are not.
+///   points are not.
 /// @param[in] processingOrder  processing index to the caller's constituent.
 /// @param[out] included  one value per constituent.
 /// @param[out] positions  x and y per constituent.

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Registration/Inliers.h"
+#include "Registration/RayGeometry.h"
 #include "SlabMontage.h"
 #include "SlabMontage/CameraLists.h"
 
@@ -18,20 +19,7 @@ RayCamera rayCameraOf(const cv::detail::CameraParams& camera) {
   cv::Mat R;
   camera.R.convertTo(R, CV_64F);
   const cv::Mat K = camera.K();
-  const cv::Mat inverse = K.inv(cv::DECOMP_LU);
-  return {K, cv::Mat(R * inverse)};
-}
-
-/// The unit ray of a keypoint.
-cv::Vec3d rayOf(const RayCamera& camera, const cv::Point2f& pixel) {
-  const double x = pixel.x;
-  const double y = pixel.y;
-  const cv::Matx33d& H = camera.rayFromPixel;
-  const double X = H(0, 0) * x + H(0, 1) * y + H(0, 2);
-  const double Y = H(1, 0) * x + H(1, 1) * y + H(1, 2);
-  const double Z = H(2, 0) * x + H(2, 1) * y + H(2, 2);
-  const double length = std::sqrt(X * X + Y * Y + Z * Z);
-  return {X / length, Y / length, Z / length};
+  return {K, Registration::rayFromPixel(R, K)};
 }
 
 }  // namespace
@@ -59,8 +47,9 @@ cv::Mat listProjectionErrors(const std::vector<cv::detail::ImageFeatures>& featu
       const auto train = static_cast<std::size_t>(pair.matches[k].trainIdx);
       const cv::Point2f& sourcePoint = features[source].keypoints[query].pt;
       const cv::Point2f& destinationPoint = features[destination].keypoints[train].pt;
-      const cv::Vec3d sourceRay = rayOf(sourceCamera, sourcePoint);
-      const cv::Vec3d destinationRay = rayOf(destinationCamera, destinationPoint);
+      const cv::Vec3d sourceRay = Registration::unitRay(sourceCamera.rayFromPixel, sourcePoint);
+      const cv::Vec3d destinationRay =
+          Registration::unitRay(destinationCamera.rayFromPixel, destinationPoint);
       records.insert(records.end(),
                      {static_cast<double>(pair.src_img_idx),
                       static_cast<double>(pair.dst_img_idx),

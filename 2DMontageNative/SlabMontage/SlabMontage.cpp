@@ -5,6 +5,7 @@
 #include "Pipeline/PlanMontage.h"
 #include "Pipeline/RegisterImages.h"
 #include "Platform/ParallelLoop.h"
+#include "Platform/Status.h"
 #include "montage/Compose.h"
 
 #include <opencv2/imgproc.hpp>
@@ -17,10 +18,6 @@
 
 namespace ORV::Common::Algorithms::Montage {
 namespace {
-
-constexpr int kSuccess = 0;
-constexpr int kTooFewConnected = 1;
-constexpr int kFocalNotFinite = 2;
 
 /// The inputs of one run; the images are borrowed and never written.
 struct Request {
@@ -56,13 +53,13 @@ struct Outputs {
 int statusOf(const ::montage::Registration& registration) {
   switch (registration.status) {
     case ::montage::RegistrationStatus::ok:
-      return kSuccess;
+      return Platform::kSuccess;
     case ::montage::RegistrationStatus::notConnected:
-      return kTooFewConnected;
+      return Platform::kRejected;
     case ::montage::RegistrationStatus::notFinite:
       break;
   }
-  return kFocalNotFinite;
+  return Platform::kNoCameras;
 }
 
 void warnOfDroppedImages(const ::montage::Registration& registration, const char* warning) {
@@ -251,18 +248,17 @@ int SlabMontage::Process(std::vector<cv::Mat>& images,
                         seamMegapixels,
                         composeMegapixels};
   const Outputs outputs{constituentIncluded, constituentPositions, montages};
-  const ::montage::Registration registration =
-      registerFirstSlab(::montage::Preset::basic, request);
+  const ::montage::Registration registration = registerFirstSlab(::montage::Preset::basic, request);
   warnOfDroppedImages(
       registration,
       "Warning: One or more images have been removed from being used in the final montage.\n");
-  if (const int status = statusOf(registration); status != kSuccess) {
+  if (const int status = statusOf(registration); status != Platform::kSuccess) {
     return status;
   }
   ::montage::MontagePlan plan = planFirstSlab(::montage::Preset::basic, registration, request);
   report(plan, footprintCorners(plan, slabCount), outputs);
   composeSlabs(std::move(plan), request, outputs);
-  return kSuccess;
+  return Platform::kSuccess;
 }
 
 int SlabMontage::Process(std::vector<cv::Mat>& images,
@@ -293,9 +289,9 @@ int SlabMontage::Process(std::vector<cv::Mat>& images,
   const Outputs outputs{constituentIncluded, constituentPositions, montages};
   const ::montage::Registration registration =
       registerFirstSlab(::montage::Preset::diagnostic, request);
-  warnOfDroppedImages(
-      registration, "Warning: An image has been removed from being used in the final montage.\n");
-  if (const int status = statusOf(registration); status != kSuccess) {
+  warnOfDroppedImages(registration,
+                      "Warning: An image has been removed from being used in the final montage.\n");
+  if (const int status = statusOf(registration); status != Platform::kSuccess) {
     return status;
   }
   *projectionErrorRms = registration.figures.rms;
@@ -305,7 +301,7 @@ int SlabMontage::Process(std::vector<cv::Mat>& images,
   ::montage::MontagePlan plan = planFirstSlab(::montage::Preset::diagnostic, registration, request);
   report(plan, footprintCentres(plan), outputs);
   composeSlabs(std::move(plan), request, outputs);
-  return kSuccess;
+  return Platform::kSuccess;
 }
 
 }  // namespace ORV::Common::Algorithms::Montage

@@ -19,6 +19,10 @@ using cv::detail::ExposureCompensator;
 
 constexpr float kScale = 300;
 
+BlendOptions optionsOf(int kind) {
+  return blendOptionsOf(kind).value();
+}
+
 cv::Mat turned(double pan, double tilt, double roll) {
   const cv::Matx33d about(
       std::cos(roll), -std::sin(roll), 0, std::sin(roll), std::cos(roll), 0, 0, 0, 1);
@@ -81,12 +85,12 @@ struct Scene {
   cv::Mat plain(int kind, bool withSeams) const {
     cv::detail::PlaneWarper plane(kScale);
     const auto cut = withSeams ? std::optional<SlabSeams>(seams) : std::nullopt;
-    return composePlainly(plane, geometry, cut, *makeBlender(kind, false), images);
+    return composePlainly(plane, geometry, cut, *makeBlender(optionsOf(kind), false), images);
   }
 
-  SlabComposer composer(const Blender& blender, bool withSeams) const {
-    return withSeams ? SlabComposer(warper, geometry, seams, blender)
-                     : SlabComposer(warper, geometry, blender);
+  SlabComposer composer(int kind, bool withSeams) const {
+    return withSeams ? SlabComposer(warper, geometry, seams, optionsOf(kind))
+                     : SlabComposer(warper, geometry, optionsOf(kind));
   }
 
   /// Composes twice, with any kind of blending, and expects the plain montage.
@@ -94,8 +98,7 @@ struct Scene {
     for (const int kind : {Blender::NO, Blender::FEATHER, Blender::MULTI_BAND}) {
       for (const bool withSeams : {true, false}) {
         const cv::Mat expected = plain(kind, withSeams);
-        const auto blender = makeBlender(kind, false);
-        SlabComposer composing = composer(*blender, withSeams);
+        SlabComposer composing = composer(kind, withSeams);
         for (const char* slab : {"first", "second"}) {
           const cv::Mat montage = composing.compose(images);
           ASSERT_EQ(montage.type(), expected.type());
@@ -133,8 +136,7 @@ TEST(SlabComposer, CropsImagesThatExceedTheirPredictedFootprint) {
 
 TEST(SlabComposer, FollowsSlabsOfOtherSizesAndChannels) {
   Scene scene;
-  const auto blender = makeBlender(Blender::MULTI_BAND, false);
-  SlabComposer composing = scene.composer(*blender, true);
+  SlabComposer composing = scene.composer(Blender::MULTI_BAND, true);
   static_cast<void>(composing.compose(scene.images));
   scene.images[1] = scene.images[1](cv::Rect(5, 0, 250, 185)).clone();
   EXPECT_EQ(cv::norm(composing.compose(scene.images), scene.plain(Blender::MULTI_BAND, true)), 0);
@@ -150,8 +152,7 @@ TEST(SlabComposer, GivesNewMemoryAndLeavesTheImagesAlone) {
   for (const cv::Mat& image : scene.images) {
     copies.push_back(image.clone());
   }
-  const auto blender = makeBlender(Blender::FEATHER, false);
-  SlabComposer composing = scene.composer(*blender, true);
+  SlabComposer composing = scene.composer(Blender::FEATHER, true);
   const cv::Mat first = composing.compose(scene.images);
   const cv::Mat second = composing.compose(scene.images);
   EXPECT_NE(first.data, second.data);
@@ -163,10 +164,9 @@ TEST(SlabComposer, GivesNewMemoryAndLeavesTheImagesAlone) {
 TEST(SlabComposer, DoesNotDependOnTheNumberOfThreads) {
   const Scene scene(3);  // several tiles of every kind
   for (const int kind : {Blender::NO, Blender::FEATHER, Blender::MULTI_BAND}) {
-    const auto blender = makeBlender(kind, false);
-    const cv::Mat parallel = scene.composer(*blender, true).compose(scene.images);
+    const cv::Mat parallel = scene.composer(kind, true).compose(scene.images);
     const tbb::global_control one(tbb::global_control::max_allowed_parallelism, 1);
-    EXPECT_EQ(cv::norm(parallel, scene.composer(*blender, true).compose(scene.images)), 0);
+    EXPECT_EQ(cv::norm(parallel, scene.composer(kind, true).compose(scene.images)), 0);
   }
 }
 
@@ -189,8 +189,7 @@ TEST(SlabComposer, WarpsThroughAWarperOfAnotherKind) {
   const auto counting = cv::makePtr<CountingWarper>();
   Scene scene;
   scene.warper = counting;
-  const auto blender = makeBlender(Blender::NO, false);
-  SlabComposer composing = scene.composer(*blender, true);
+  SlabComposer composing = scene.composer(Blender::NO, true);
   static_cast<void>(composing.compose(scene.images));
   EXPECT_EQ(counting->warps, 3);
   scene.expectPlain("other warper");
@@ -206,8 +205,7 @@ TEST(SlabComposer, AppliesCompensatorsOfOtherKinds) {
     scene.expectPlain("other compensator");
   }
   scene.seams.compensator = ExposureCompensator::createDefault(ExposureCompensator::GAIN_BLOCKS);
-  const auto blender = makeBlender(Blender::NO, false);
-  EXPECT_THROW(static_cast<void>(scene.composer(*blender, true).compose(scene.images)),
+  EXPECT_THROW(static_cast<void>(scene.composer(Blender::NO, true).compose(scene.images)),
                std::out_of_range);
 }
 

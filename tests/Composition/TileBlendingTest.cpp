@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "Composition/BlendOptions.h"
 #include "Composition/ReflectedWindow.h"
-#include "Composition/SlabComposer.h"
 #include "Composition/TileBlending.h"
 
 #include <gtest/gtest.h>
@@ -64,7 +64,7 @@ cv::Mat blendWhole(int kind, const std::vector<FedImage>& images) {
     corners.push_back(image.corner);
     sizes.push_back(image.mask.size());
   }
-  const cv::Ptr<Blender> blender = makeBlender(kind, false);
+  const cv::Ptr<Blender> blender = makeBlender(blendOptionsOf(kind).value(), false);
   blender->prepare(corners, sizes);
   for (const FedImage& image : images) {
     cv::Mat colour = image.pixels;
@@ -97,7 +97,7 @@ cv::Mat blendTiles(int kind, const std::vector<FedImage>& images) {
     masks.push_back({areas[i] - montage.tl(), images[i].mask.clone()});
     warped.push_back(std::make_unique<StoredImage>(images[i].pixels));
   }
-  const auto blending = makeTileBlending(*makeBlender(kind, false), masks, montage.size());
+  const auto blending = makeTileBlending(blendOptionsOf(kind).value(), masks, montage.size());
   cv::Mat blended(montage.size(), images[0].pixels.type(), cv::Scalar::all(7));
   const int side = blending->tileSide();
   for (int y = 0; y < blended.rows; y += side) {
@@ -129,7 +129,7 @@ TEST_P(TileBlendingOfKind, GivesTheBytesOfOpenCvsBlender) {
 TEST_P(TileBlendingOfKind, NeedsNothingBeyondItsReach) {
   cv::RNG random(0xabc);
   const cv::Size size(700, 600);
-  const int reach = makeTileBlending(*makeBlender(GetParam(), false), {}, size)->reach();
+  const int reach = makeTileBlending(blendOptionsOf(GetParam()).value(), {}, size)->reach();
   for (int round = 0; round < 4; ++round) {
     std::vector<FedImage> images;
     for (const int x : {-350, 0}) {
@@ -151,18 +151,6 @@ TEST_P(TileBlendingOfKind, NeedsNothingBeyondItsReach) {
 INSTANTIATE_TEST_SUITE_P(AllKinds,
                          TileBlendingOfKind,
                          testing::Values(Blender::NO, Blender::FEATHER, Blender::MULTI_BAND));
-
-TEST(MakeBlender, GivesOpenCvsBlendersWithTheirSettings) {
-  const auto feather =
-      makeBlender(Blender::FEATHER, false).dynamicCast<cv::detail::FeatherBlender>();
-  const auto bands =
-      makeBlender(Blender::MULTI_BAND, true).dynamicCast<cv::detail::MultiBandBlender>();
-  ASSERT_TRUE(feather && bands);
-  EXPECT_EQ(feather->sharpness(), 0.1F);
-  EXPECT_EQ(bands->numBands(), 3);
-  EXPECT_TRUE(makeBlender(-1, false).empty());
-  EXPECT_TRUE(makeBlender(3, false).empty());
-}
 
 TEST(ReflectedWindow, EqualsThePartOfTheFramedImage) {
   cv::RNG random(0x77);
