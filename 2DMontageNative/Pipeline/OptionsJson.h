@@ -4,14 +4,10 @@
 #ifndef ORV_MONTAGE_PIPELINE_OPTIONS_JSON_H
 #define ORV_MONTAGE_PIPELINE_OPTIONS_JSON_H
 
+#include "Pipeline/ValueFile.h"
 #include "montage/Options.h"
 
-#include <nlohmann/json.hpp>
-
 namespace montage {
-
-/// Keeps the keys in the order in which they are written.
-using Json = nlohmann::ordered_json;
 
 Json toJson(const RegisterOptions& options);
 Json toJson(const PlanOptions& options);
