@@ -37,6 +37,18 @@ TEST(PinholeCorrection, WithoutDistortionCropsToPixelsBrighterThanTen) {
   }
 }
 
+TEST(PinholeCorrection, CropsContentInTheFirstColumnsOfAnyRow) {
+  for (int width = 44; width < 48; ++width) {  // every alignment of a row's start
+    for (int row = 0; row < 4; ++row) {
+      cv::Mat image = cv::Mat::zeros(5, width, CV_8UC1);
+      image.at<unsigned char>(row, 0) = 100;
+      image.at<unsigned char>(row, 2) = 100;
+      ASSERT_EQ(0, SterProject()(neutral(image.size()), image));
+      EXPECT_EQ(image.size(), cv::Size(3, 1)) << width << ", row " << row;
+    }
+  }
+}
+
 TEST(PinholeCorrection, TurnsCounterClockwiseAndScalesAboutTheCentre) {
   cv::Mat image = cv::Mat::zeros(101, 101, CV_8UC1);
   image(cv::Rect(68, 49, 5, 3)) = 255;  // right of the centre
