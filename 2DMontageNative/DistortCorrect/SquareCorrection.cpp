@@ -68,28 +68,28 @@ int SterProject::Process(double halfFieldAngle,
                          double& boundBottom,
                          cv::Mat& image) {
   requireRemappable(image);
-  cv::Mat output = newPicture(outputSize, outputSize, image.type());
+  requirePlaneSize(outputSize, outputSize);
   const PlaneProjection projection(Lift::kStereographic,
                                    LensModel(halfFieldAngle, cubicCoeff, linearCoeff),
                                    Orientation{yaw, pitch, roll},
                                    PixelAxis::ofHalfSize(image.cols),
                                    PixelAxis::ofHalfSize(image.rows));
   const std::vector<float> axis = samplingGrid(-planeHalfExtent, planeHalfExtent, outputSize);
-  const Platform::CubicSampler sampler(squareSource(image));
-  const ContentProfile profile = renderPlane(
-      projection,
-      {axis, axis},
-      [&](const cv::Mat& mapCols, const cv::Mat& mapRows, cv::Mat& tile) {
-        sampler.sample(mapCols, mapRows, tile);
-      },
-      output);
+  const cv::Mat source = squareSource(image);
+  const Platform::CubicSampler sampler(source);
+  const PlanePicture picture(projection,
+                             {axis, axis},
+                             source,
+                             [&](const cv::Mat& mapCols, const cv::Mat& mapRows, cv::Mat& tile) {
+                               sampler.sample(mapCols, mapRows, tile);
+                             });
 
-  const LenientBounds content = scanLenient(profile, AtBreak::kStop);
+  const LenientBounds content = scanLenient(picture.contentProfile(), AtBreak::kStop);
   if (!content.unbroken) {
     return 1;
   }
   const ContentBounds& bounds = content.bounds;
-  image = cropped(output, bounds.rect());
+  image = picture.render(bounds.rect());
   yaw = centrePosition(outputSize, bounds.left, image.cols);
   pitch = centrePosition(outputSize, bounds.top, image.rows);
   const double planePerPixel = 2.0 * planeHalfExtent / outputSize;
