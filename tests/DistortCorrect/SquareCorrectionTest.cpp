@@ -57,7 +57,7 @@ TEST(SquareCorrection, TilesGiveWhatWholeMapsGive) {
       view.pitch = random.uniform(-0.3, 0.3);
       view.roll = random.uniform(-3.0, 3.0);
     }
-    const int n = random.uniform(2, 1400);
+    const int n = random.uniform(2, 700);
     const double s = random.uniform(0.5, 1.6);
     expectSame(corrected(view, n, s, image.clone()), plain::square(view, n, s, image));
   }
