@@ -13,7 +13,6 @@
 #include "SamplingMaps.h"
 
 #include <algorithm>
-#include <iostream>
 #include <optional>
 
 namespace fs = std::filesystem;
@@ -85,6 +84,7 @@ class Corrector {
                       const LensValues& values,
                       const cv::Mat& source) const;
   void stagePicture(const fs::path& name, const cv::Mat& picture);
+  void stagePreview(CorrectOutcome& outcome, const cv::Mat& gridded);
 
   const CorrectSettings& settings_;
   const CorrectionPlan& plan_;
@@ -128,6 +128,20 @@ void Corrector::stagePicture(const fs::path& name, const cv::Mat& picture) {
   });
 }
 
+/// The result stands without its preview: a failure is only noted.
+void Corrector::stagePreview(CorrectOutcome& outcome, const cv::Mat& gridded) {
+  const Correction preview = correct(outcome.values, gridded);
+  try {
+    requireContent(preview, outcome.values, gridded);
+  } catch (const HostError& error) {
+    outcome.code = ExitCode::NoPreview;
+    outcome.message =
+        std::string("the result is written, its preview cannot be made: ") + error.what();
+    return;
+  }
+  stagePicture(settings_.preview, preview.image);
+}
+
 void Corrector::run(CorrectOutcome& outcome) {
   const Stopwatch reading;
   cv::Mat source = readImage(outcome.file);
@@ -141,6 +155,7 @@ void Corrector::run(CorrectOutcome& outcome) {
   const Stopwatch correcting;
   const Correction correction = correct(outcome.values, source);
   outcome.correctionSeconds = correcting.seconds();
+  outcome.code = ExitCode::Success;
   outcome.status = correction.status;
   requireContent(correction, outcome.values, source);
   outcome.resultSize = correction.image.size();
@@ -150,9 +165,7 @@ void Corrector::run(CorrectOutcome& outcome) {
   const Stopwatch writing;
   stagePicture(outcome.output, correction.image);
   if (!gridded.empty()) {
-    const Correction preview = correct(outcome.values, gridded);
-    requireContent(preview, outcome.values, gridded);
-    stagePicture(settings_.preview, preview.image);
+    stagePreview(outcome, gridded);
   }
   if (!settings_.maps.empty()) {
     const SamplingMaps& maps = mapsFor(outcome.values, source.size());
@@ -161,6 +174,7 @@ void Corrector::run(CorrectOutcome& outcome) {
     });
   }
   outcome.writingSeconds = writing.seconds();
+  outcome.hasResult = true;
 }
 
 }  // namespace
@@ -185,7 +199,6 @@ ExitCode correctCommand(const CorrectSettings& settings) {
     outcome.output = names[i].string();
     try {
       corrector.run(outcome);
-      outcome.code = ExitCode::Success;
       if (!single) {
         outputs.commit();  // the images of a folder stand each for itself
       }
@@ -194,8 +207,10 @@ ExitCode correctCommand(const CorrectSettings& settings) {
       outputs.discard();
       outcome.code = error.code();
       outcome.message = error.what();
-      firstFailure = firstFailure == ExitCode::Success ? error.code() : firstFailure;
-      printMessage(tableLine(outcome));
+    }
+    if (outcome.code != ExitCode::Success) {
+      firstFailure = firstFailure == ExitCode::Success ? outcome.code : firstFailure;
+      printMessage(failureLine(outcome));
     }
   }
   if (!settings.report.empty()) {
@@ -203,8 +218,8 @@ ExitCode correctCommand(const CorrectSettings& settings) {
   }
   outputs.commit();
   for (const CorrectOutcome& outcome : outcomes) {
-    if (outcome.code == ExitCode::Success && !settings.quiet) {
-      std::cout << tableLine(outcome) << "\n" << std::flush;
+    if (outcome.hasResult && !settings.quiet) {
+      printLine(tableLine(outcome));
     }
   }
   return firstFailure;

@@ -2,6 +2,7 @@
 #include "CorrectOutcome.h"
 
 #include "Console.h"
+#include "ImageIo.h"
 #include "Measure.h"
 
 namespace orv2d {
@@ -30,16 +31,15 @@ Json valuesJson(const LensValues& values) {
 }
 
 Json outcomeJson(const CorrectOutcome& outcome) {
-  const bool succeeded = outcome.code == ExitCode::Success;
   Json json = {{"file", outcome.file},
-               {"output", succeeded ? Json(outcome.output) : Json()},
+               {"output", outcome.hasResult ? Json(outcome.output) : Json()},
                {"exitCode", static_cast<int>(outcome.code)},
                {"status", outcome.status},
                {"message", outcome.message},
                {"source", sizeJson(outcome.sourceSize.width, outcome.sourceSize.height)},
                {"channels", outcome.channels},
                {"parameters", valuesJson(outcome.values)}};
-  if (succeeded) {
+  if (outcome.hasResult) {
     json["result"] = sizeJson(outcome.resultSize.width, outcome.resultSize.height);
     json["bounds"] = outcome.bounds ? Json{{"left", outcome.bounds->left},
                                            {"top", outcome.bounds->top},
@@ -60,10 +60,12 @@ Json outcomeJson(const CorrectOutcome& outcome) {
 
 }  // namespace
 
+std::string failureLine(const CorrectOutcome& outcome) {
+  const bool namesFile = outcome.message.find(inQuotes(outcome.file)) != std::string::npos;
+  return (namesFile ? "" : outcome.file + ": ") + outcome.message;
+}
+
 std::string tableLine(const CorrectOutcome& outcome) {
-  if (outcome.code != ExitCode::Success) {
-    return outcome.file + ": " + outcome.message;
-  }
   std::string line = outcome.file + " -> " + outcome.output + ": " +
                      std::to_string(outcome.resultSize.width) + " x " +
                      std::to_string(outcome.resultSize.height) + " px";

@@ -19,7 +19,8 @@ struct CorrectOutcome {
   std::string output;
   ExitCode code = ExitCode::InternalError;
   std::string message = "success";
-  int status = 0;  ///< the library's; 0 also where it was not called
+  bool hasResult = false;  ///< written, or to be written with the other outputs
+  int status = 0;          ///< the library's; 0 also where it was not called
   cv::Size sourceSize;
   int channels = 0;
   cv::Size resultSize;
@@ -31,7 +32,10 @@ struct CorrectOutcome {
   double writingSeconds = 0.0;
 };
 
-/// One line of the table for people.
+/// What went wrong, with the name of the image.
+std::string failureLine(const CorrectOutcome& outcome);
+
+/// One line of the table for people, of an image with a result.
 std::string tableLine(const CorrectOutcome& outcome);
 
 /// The JSON report; its fields are described in docs/orv2d.md.

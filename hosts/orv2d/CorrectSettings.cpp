@@ -112,6 +112,11 @@ bool isStereographic(CorrectMode mode) {
   return mode == CorrectMode::Square || mode == CorrectMode::Range || mode == CorrectMode::Fov;
 }
 
+/// Whether --output-size and --plane-half-extent are used.
+bool hasGrid(const CorrectSettings& settings, CorrectMode mode) {
+  return mode == CorrectMode::Rect || settings.sharedMaps || !settings.maps.empty();
+}
+
 void checkCombination(const CorrectSettings& settings, CorrectMode mode, const LensValues& given) {
   if (settings.sharedMaps && mode != CorrectMode::Square) {
     misuse("--shared-maps belongs to mode square, not to mode " + modeName(mode));
@@ -122,8 +127,8 @@ void checkCombination(const CorrectSettings& settings, CorrectMode mode, const L
   if (settings.images.size() > 1 && !(settings.maps.empty() && settings.preview.empty())) {
     misuse("--maps and --preview take a single image");
   }
-  const bool hasGrid = mode == CorrectMode::Rect || settings.sharedMaps || !settings.maps.empty();
-  if (!hasGrid && given.count("output-size") + given.count("plane-half-extent") > 0) {
+  if (!hasGrid(settings, mode) &&
+      given.count("output-size") + given.count("plane-half-extent") > 0) {
     misuse(
         "--output-size and --plane-half-extent belong to mode rect, --shared-maps and --maps; "
         "the plain square correction always takes 9200 x 9200 samples from -1 to 1");
@@ -187,6 +192,10 @@ CorrectionPlan planCorrection(const CorrectSettings& settings) {
   LensValues values = options;
   values.insert(lens.values.begin(), lens.values.end());
   CorrectionPlan plan{*lens.mode, withDefaults(*lens.mode, values), settings.sharedMaps};
+  if (!hasGrid(settings, plan.mode)) {
+    plan.values.erase("output-size");
+    plan.values.erase("plane-half-extent");
+  }
   if (plan.mode == CorrectMode::Range) {
     checkRange(plan.values);
   }

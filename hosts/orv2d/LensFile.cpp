@@ -3,6 +3,7 @@
 
 #include "ExitCode.h"
 #include "ImageIo.h"
+#include "Suggestion.h"
 
 #include <nlohmann/json.hpp>
 
@@ -20,6 +21,14 @@ namespace {
 /// A value as it would be written on the command line.
 std::string textOf(const nlohmann::json& value) {
   return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+std::vector<std::string> parameterNames() {
+  std::vector<std::string> names;
+  for (const LensParameter& parameter : lensParameters()) {
+    names.emplace_back(parameter.name);
+  }
+  return names;
 }
 
 void readEntry(const std::string& path,
@@ -40,7 +49,9 @@ void readEntry(const std::string& path,
   }
   const LensParameter* parameter = findParameter(key);
   if (parameter == nullptr) {
-    refuse(path, "key '" + key + "' is unknown; see orv2d correct --help for the names");
+    refuse(path,
+           "key '" + key + "' is unknown" + suggestion(key, parameterNames()) +
+               "; see orv2d correct --help for the names");
   }
   const std::string error = parseValue(*parameter, text, lens.values[key]);
   if (!error.empty()) {

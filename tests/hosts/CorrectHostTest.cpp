@@ -20,6 +20,7 @@ using ::testing::HasSubstr;
 constexpr int kUsage = 2;
 constexpr int kUnreadable = 3;
 constexpr int kNoCorrection = 7;
+constexpr int kNoPreview = 8;
 
 // A ray at polar angle t meets the source at radius sin t / sin(half field angle) and the plane at
 // tan(t / 2): the rim of a disc of radius 0.7 under a lens of 90 degrees lies at 0.4084.
@@ -113,7 +114,10 @@ TEST_F(CorrectHost, CorrectsAFolderAndReportsTheOneThatFails) {
           "--shared-maps --output-size 400 " +
           kLens);
   EXPECT_EQ(result.exitCode, kUnreadable);
-  EXPECT_THAT(result.errorLines, ElementsAre(HasSubstr("bad.png")));
+  // The line names the file once.
+  EXPECT_THAT(result.errorLines,
+              ElementsAre("orv2d: cannot use 'bad.png': it is not an image; "
+                          "PNG, TIFF, JPEG, BMP and the like are read"));
   EXPECT_EQ(image("results/disc.png").channels(), 3);
   EXPECT_EQ(image("results/other.png").channels(), 1);
   EXPECT_EQ(files().count("results/bad.png"), 0U);
@@ -164,6 +168,23 @@ TEST_F(CorrectHost, DrawsThePreviewOfContentNearTheSourceBorder) {
                 .exitCode,
             0);
   EXPECT_NEAR(image("grid.png").cols, image("out.png").cols, 2);
+}
+
+TEST_F(CorrectHost, KeepsTheResultWhenOnlyThePreviewFails) {
+  // A blob too faint to count as content, until the grid's lines pass over it.
+  cv::Mat source = disc(300, 0.4, 3);
+  source(cv::Rect(260, 148, 3, 3)).setTo(cv::Scalar::all(36));
+  cv::imwrite(path("blob.png").string(), source);
+  ASSERT_EQ(run("correct blob.png -o alone.png " + kRange).exitCode, 0);
+  const RunResult result =
+      run("correct blob.png -o out.png --preview grid.png --report r.json " + kRange);
+  EXPECT_EQ(result.exitCode, kNoPreview);
+  EXPECT_THAT(result.errorLines.back(), AllOf(HasSubstr("blob.png"), HasSubstr("preview")));
+  EXPECT_THAT(result.out, HasSubstr("out.png"));
+  EXPECT_EQ(bytes("out.png"), bytes("alone.png"));
+  EXPECT_EQ(files().count("grid.png"), 0U);
+  EXPECT_EQ(json("r.json")["images"][0]["output"], "out.png");
+  EXPECT_EQ(json("r.json")["images"][0]["exitCode"], kNoPreview);
 }
 
 TEST_F(CorrectHost, SaysWhichBorderTheContentTouches) {
