@@ -17,6 +17,8 @@ Json settingsJson(const CorrectSettings& settings, const CorrectionPlan& plan) {
           {"mode", modeName(plan.mode)},
           {"lens", textOrNull(settings.lensFile)},
           {"sharedMaps", plan.sharedMaps},
+          {"circle", textOrNull(plan.circle)},
+          {"mask", textOrNull(settings.mask)},
           {"maps", textOrNull(settings.maps)},
           {"preview", textOrNull(settings.preview)}};
 }
@@ -30,6 +32,16 @@ Json valuesJson(const LensValues& values) {
   return json;
 }
 
+Json contentJson(const KeptContent& kept) {
+  return {{"circle",
+           kept.circle ? Json{{"x", kept.circle->centre.x},
+                              {"y", kept.circle->centre.y},
+                              {"radius", kept.circle->radius},
+                              {"unit", "px"}}
+                       : Json()},
+          {"largestAngle", kept.within ? quantity(kept.within->angleDeg, "deg") : Json()}};
+}
+
 Json outcomeJson(const CorrectOutcome& outcome) {
   Json json = {{"file", outcome.file},
                {"output", outcome.hasResult ? Json(outcome.output) : Json()},
@@ -38,7 +50,8 @@ Json outcomeJson(const CorrectOutcome& outcome) {
                {"message", outcome.message},
                {"source", sizeJson(outcome.sourceSize.width, outcome.sourceSize.height)},
                {"channels", outcome.channels},
-               {"parameters", valuesJson(outcome.values)}};
+               {"parameters", valuesJson(outcome.values)},
+               {"content", contentJson(outcome.kept)}};
   if (outcome.hasResult) {
     json["result"] = sizeJson(outcome.resultSize.width, outcome.resultSize.height);
     json["bounds"] = outcome.bounds ? Json{{"left", outcome.bounds->left},

@@ -4,6 +4,7 @@
 #ifndef ORV2D_CORRECT_OUTCOME_H
 #define ORV2D_CORRECT_OUTCOME_H
 
+#include "ContentMask.h"
 #include "CorrectSettings.h"
 #include "Correction.h"
 #include "ExitCode.h"
@@ -25,6 +26,7 @@ struct CorrectOutcome {
   int channels = 0;
   cv::Size resultSize;
   LensValues values;
+  KeptContent kept;
   std::optional<PlaneBounds> bounds;
   std::optional<cv::Point2d> centre;
   double readingSeconds = 0.0;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "CorrectSettings.h"
 
+#include "ContentMask.h"
 #include "ExitCode.h"
 #include "LensFile.h"
 
@@ -77,6 +78,25 @@ void addFiles(CLI::App& command, CorrectSettings& settings) {
                   settings.lensFile,
                   "JSON file with mode and parameters; options given here win over it")
       ->type_name("FILE");
+  command
+      .add_option("--circle",
+                  settings.circle,
+                  "Content is what lies in this circle, the rest is made black first. CX,CY,R: "
+                  "centre and radius in pixels. auto: the circle of a fisheye lens, found from the "
+                  "picture, and of it what the frame can show (square, range, fov)")
+      ->check(CLI::Validator(
+          [](const std::string& text) {
+            CircleChoice choice;
+            return parseCircle(text, choice);
+          },
+          ""))
+      ->type_name("CX,CY,R|auto");
+  command
+      .add_option("--mask",
+                  settings.mask,
+                  "Content is what is white in this grey picture of the images' size, the rest is "
+                  "made black first")
+      ->type_name("FILE");
   command.add_option("--report", settings.report, "Also write a report of the run, JSON")
       ->type_name("FILE");
   command
@@ -106,10 +126,6 @@ LensValues optionValues(const CorrectSettings& settings, CorrectMode mode) {
     parseValue(parameter, text, values[name]);
   }
   return values;
-}
-
-bool isStereographic(CorrectMode mode) {
-  return mode == CorrectMode::Square || mode == CorrectMode::Range || mode == CorrectMode::Fov;
 }
 
 /// Whether --output-size and --plane-half-extent are used.
@@ -191,7 +207,10 @@ CorrectionPlan planCorrection(const CorrectSettings& settings) {
   checkCombination(settings, *lens.mode, options);
   LensValues values = options;
   values.insert(lens.values.begin(), lens.values.end());
-  CorrectionPlan plan{*lens.mode, withDefaults(*lens.mode, values), settings.sharedMaps};
+  CorrectionPlan plan{*lens.mode,
+                      withDefaults(*lens.mode, values),
+                      settings.sharedMaps,
+                      settings.circle.empty() ? lens.circle : settings.circle};
   if (!hasGrid(settings, plan.mode)) {
     plan.values.erase("output-size");
     plan.values.erase("plane-half-extent");

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "LensFile.h"
 
+#include "ContentMask.h"
 #include "ExitCode.h"
 #include "ImageIo.h"
 #include "Suggestion.h"
@@ -24,7 +25,7 @@ std::string textOf(const nlohmann::json& value) {
 }
 
 std::vector<std::string> parameterNames() {
-  std::vector<std::string> names;
+  std::vector<std::string> names = {"mode", "circle", "name", "comment"};
   for (const LensParameter& parameter : lensParameters()) {
     names.emplace_back(parameter.name);
   }
@@ -45,6 +46,15 @@ void readEntry(const std::string& path,
       refuse(path, "mode '" + text + "' is unknown; square, range, fov, rect, pinhole or view");
     }
     lens.mode = modeOf(text);
+    return;
+  }
+  if (key == "circle") {
+    CircleChoice choice;
+    const std::string error = parseCircle(text, choice);
+    if (!error.empty()) {
+      refuse(path, "key 'circle': " + error);
+    }
+    lens.circle = text;
     return;
   }
   const LensParameter* parameter = findParameter(key);

@@ -182,6 +182,10 @@ const std::vector<std::string>& modeNames() {
   return kNames;
 }
 
+bool isStereographic(CorrectMode mode) {
+  return mode == CorrectMode::Square || mode == CorrectMode::Range || mode == CorrectMode::Fov;
+}
+
 std::string modeName(CorrectMode mode) {
   return modeNames().at(static_cast<std::size_t>(mode));
 }

@@ -16,6 +16,9 @@ namespace orv2d {
 
 enum class CorrectMode { Square, Range, Fov, Rect, Pinhole, View };
 
+/// Whether the mode renders a frame of the stereographic plane: square, range and fov.
+bool isStereographic(CorrectMode mode);
+
 /// The name of a mode on the command line.
 std::string modeName(CorrectMode mode);
 
