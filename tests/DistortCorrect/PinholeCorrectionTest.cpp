@@ -60,6 +60,34 @@ TEST(PinholeCorrection, TurnsCounterClockwiseAndScalesAboutTheCentre) {
   EXPECT_LE(std::abs(image.rows - 3), 1);
 }
 
+TEST(PinholeCorrection, PutsMarksWhereTheModelHasThem) {
+  // Two marks at the ideal points (300, 0) and (0, 200) from the centre. Where the lens shows them
+  // follows from the tangential terms; turned clockwise before, they lie in the source.
+  const double f = 600.0;
+  const double p1 = 0.05;
+  const double p2 = -0.03;
+  const double x = 0.5;
+  const double y = 1.0 / 3.0;
+  const cv::Point2d seen[] = {{f * (x + 3 * p2 * x * x), f * p1 * x * x},
+                              {f * p2 * y * y, f * (y + 3 * p1 * y * y)}};
+  cv::Mat image = cv::Mat::zeros(1001, 1001, CV_8UC3);
+  const cv::Scalar colours[] = {{250, 0, 0}, {0, 0, 250}};
+  for (int i = 0; i < 2; ++i) {
+    const cv::Point source(cvRound(500 - seen[i].y), cvRound(500 + seen[i].x));
+    image(cv::Rect(source - cv::Point(3, 3), cv::Size(7, 7))) = colours[i];
+  }
+  ASSERT_EQ(0, SterProject()({0, 0, 0, p1, p2, 500, 500, 1, f, f, 90}, image));
+  const auto middle = [&](int channel) {
+    cv::Mat level;
+    cv::extractChannel(image, level, channel);
+    const cv::Moments m = cv::moments(level);
+    return cv::Point2d(m.m10 / m.m00, m.m01 / m.m00);
+  };
+  const cv::Point2d apart = middle(0) - middle(2);
+  EXPECT_NEAR(apart.x, 300.0, 1.5);
+  EXPECT_NEAR(apart.y, -200.0, 1.5);
+}
+
 TEST(PinholeCorrection, RefusalsLeaveTheImage) {
   cv::Mat image = noise(20, 20, CV_8UC1, 3);
   const cv::Mat before = image.clone();

@@ -320,6 +320,9 @@ TEST_F(CorrectHost, RefusesImpossibleParameters) {
   expectRefused(correct + kRange + "--margin-deg 1.5", kUsage, "--margin-deg");
   expectRefused(correct + kRange + "--margin-deg -60", kUsage, "range");
   expectRefused(correct + kRange + "--yaw 125deg", kUsage, "yaw");
+  expectRefused(correct + kRange + "--pitch -125deg", kUsage, "pitch");
+  expectRefused(
+      correct + kLens + "--mode range --min-angle-deg 20 --max-angle-deg 10", kUsage, "grow");
   expectRefused(correct + "--quiet --mode range --pixels-per-unit 1e5 " + kLens, kUsage, "32766");
   expectRefused(correct + "--mode square --output-size 100 " + kLens, kUsage, "--output-size");
   expectRefused(correct + "--mode pinhole --focal-x 0 --focal-y 1", kUsage, "--focal-x");
