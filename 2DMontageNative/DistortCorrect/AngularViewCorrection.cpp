@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect.h"
 #include "DistortCorrect/AngularView.h"
+#include "DistortCorrect/CorrectionStatus.h"
 #include "DistortCorrect/PlaneRendering.h"
 #include "Platform/ParallelLoop.h"
 
@@ -209,7 +210,7 @@ int SterProject::Process(std::vector<double> /*extraParams*/,
     cv::Mat target = image.rowRange(bands[band]);
     output.rowRange(bands[band]).copyTo(target);
   });
-  return 0;
+  return kCorrected;
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect.h"
 #include "DistortCorrect/ContentBounds.h"
+#include "DistortCorrect/CorrectionStatus.h"
 #include "DistortCorrect/PlaneProjection.h"
 #include "DistortCorrect/RemapInside.h"
 #include "DistortCorrect/SamplingGrid.h"
@@ -71,7 +72,7 @@ int SterProject::Process(double halfFieldAngle,
     const float y = axis[static_cast<std::size_t>(row)];
     projection.sourceFromPlaneRow(axis.data(), size, y, mapCols[row], mapRows[row]);
   });
-  return 0;
+  return kCorrected;
 }
 
 int SterProject::Interpolate(unsigned char* source,
@@ -92,7 +93,7 @@ int SterProject::Interpolate(unsigned char* source,
               cv::Mat(outputSize, outputSize, CV_32FC1, mapCols[0]),
               cv::Mat(outputSize, outputSize, CV_32FC1, mapRows[0]),
               target);
-  return 0;
+  return kCorrected;
 }
 
 int SterProject::DetermineBoundaries(
@@ -103,7 +104,7 @@ int SterProject::DetermineBoundaries(
   top = content.bounds.top;
   right = content.bounds.right;
   bottom = content.bounds.bottom;
-  return content.unbroken ? 0 : 1;
+  return content.unbroken ? kCorrected : kRefused;
 }
 
 int SterProject::Crop(unsigned char* source,
@@ -122,7 +123,7 @@ int SterProject::Crop(unsigned char* source,
   // them.
   static_cast<void>(copy(
       first, static_cast<int>(sourceStep), output, cropWidth * channels, {cropWidth, cropHeight}));
-  return 0;
+  return kCorrected;
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect.h"
+#include "DistortCorrect/CorrectionStatus.h"
 
 #include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
@@ -48,7 +49,7 @@ cv::Rect contentRect(const cv::Mat& image) {
 int SterProject::operator()(std::vector<double> params, cv::Mat& image) {
   constexpr std::size_t kParameterCount = 11;
   if (params.size() != kParameterCount) {
-    return 1;
+    return kRefused;
   }
   return Process(params[0],
                  params[1],
@@ -77,7 +78,7 @@ int SterProject::Process(double k1,
                          double angleDeg,
                          cv::Mat& image) {
   if (focalX == 0.0 || focalY == 0.0 || scale == 0.0) {
-    return 1;
+    return kRefused;
   }
   const cv::Point2f centre(static_cast<float>(centreX), static_cast<float>(centreY));
   const cv::Mat rotatedFromImage = cv::getRotationMatrix2D(centre, angleDeg, scale);
@@ -97,10 +98,10 @@ int SterProject::Process(double k1,
 
   const cv::Rect content = contentRect(undistorted);
   if (content.empty()) {
-    return 1;
+    return kRefused;
   }
   image = undistorted(content).clone();
-  return 0;
+  return kCorrected;
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

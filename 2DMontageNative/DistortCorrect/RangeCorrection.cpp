@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect.h"
 #include "DistortCorrect/ContentBounds.h"
+#include "DistortCorrect/CorrectionStatus.h"
 #include "DistortCorrect/PlaneFrame.h"
 #include "DistortCorrect/PlaneRendering.h"
 #include "DistortCorrect/SamplingGrid.h"
@@ -61,7 +62,7 @@ int SterProject::operator()(double halfFieldAngle,
                             cv::Mat& image) {
   const PlaneFrame frame = frameOfCone(Orientation{yaw, pitch, roll}, marginPercent, coneAngleDeg);
   if (leavesUnitSquare(frame)) {
-    return 1;
+    return kRefused;
   }
   return Process(halfFieldAngle,
                  cubicCoeff,
@@ -122,7 +123,7 @@ int SterProject::Process(double halfFieldAngle,
 
   const std::optional<ContentBounds> bounds = scanStrict(picture.contentProfile());
   if (!bounds) {
-    return 1;
+    return kRefused;
   }
   image = picture.render(bounds->rect());
   yaw = centrePosition(outputWidth, bounds->left, image.cols);
@@ -133,7 +134,7 @@ int SterProject::Process(double halfFieldAngle,
   boundTop = -(planeTop + dy * bounds->bottom);
   boundRight = planeLeft + dx * bounds->right;
   boundBottom = -(planeTop + dy * bounds->top);
-  return 0;
+  return kCorrected;
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

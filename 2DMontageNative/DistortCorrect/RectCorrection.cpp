@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect.h"
 #include "DistortCorrect/ContentBounds.h"
+#include "DistortCorrect/CorrectionStatus.h"
 #include "DistortCorrect/PlaneRendering.h"
 #include "DistortCorrect/RemapInside.h"
 #include "DistortCorrect/SamplingGrid.h"
@@ -38,7 +39,7 @@ int SterProject::RectProject(double halfFieldAngle,
   image = picture.render(bounds.rect());
   yaw = centrePosition(outputSize, bounds.left, image.cols);
   pitch = centrePosition(outputSize, bounds.top, image.rows);
-  return 0;
+  return kCorrected;
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

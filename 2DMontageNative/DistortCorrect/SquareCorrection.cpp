@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect.h"
 #include "DistortCorrect/ContentBounds.h"
+#include "DistortCorrect/CorrectionStatus.h"
 #include "DistortCorrect/PlaneRendering.h"
 #include "DistortCorrect/SamplingGrid.h"
 #include "Platform/CubicSampler.h"
@@ -86,7 +87,7 @@ int SterProject::Process(double halfFieldAngle,
 
   const LenientBounds content = scanLenient(picture.contentProfile(), AtBreak::kStop);
   if (!content.unbroken) {
-    return 1;
+    return kRefused;
   }
   const ContentBounds& bounds = content.bounds;
   image = picture.render(bounds.rect());
@@ -97,7 +98,7 @@ int SterProject::Process(double halfFieldAngle,
   boundTop = planeHalfExtent - planePerPixel * bounds.top;
   boundRight = planePerPixel * bounds.right - planeHalfExtent;
   boundBottom = planeHalfExtent - planePerPixel * bounds.bottom;
-  return 0;
+  return kCorrected;
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

@@ -77,7 +77,7 @@ cv::Mat ContentReach::within(const cv::Size& sourceSize) const {
 }
 
 ContentReach contentReach(CorrectMode mode, const LensValues& values, const PlaneFrame& frame) {
-  const bool borderStaysFree = mode != CorrectMode::Square;
+  const bool borderStaysFree = mode != CorrectMode::kSquare;
   const double sine = sineOfReach(lensFromView(values), frame, borderStaysFree);
   const double fullRadius = sourceRadius(values, 1.0);
   return narrowedTo(std::asin(sine) * kDegreesPerRadian, {0.0, 0.0, fullRadius}, values);

@@ -123,7 +123,7 @@ std::optional<ContentReach> Corrector::reachOf(const LensValues& values) const {
   const double extent = plan_.sharedMaps ? values.at("plane-half-extent") : 1.0;
   return contentReach(plan_.mode,
                       values,
-                      plan_.mode == CorrectMode::Square
+                      plan_.mode == CorrectMode::kSquare
                           ? PlaneFrame{-extent, extent, -extent, extent}
                           : planeFrame(plan_.mode, values));
 }
@@ -169,7 +169,7 @@ void Corrector::sayWhatIsKept(const KeptContent& kept, bool narrowed) const {
 /// Says so where the square shows content twice.
 void Corrector::noteRepetition(const CorrectOutcome& outcome, const cv::Mat& source) const {
   constexpr double kNegligible = 0.001;
-  if (plan_.mode != CorrectMode::Square) {
+  if (plan_.mode != CorrectMode::kSquare) {
     return;
   }
   const ContentReach reach = *reachOf(outcome.values);

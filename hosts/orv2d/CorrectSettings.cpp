@@ -29,14 +29,14 @@ std::string groupOf(const LensParameter& parameter) {
 std::string helpOf(const LensParameter& parameter) {
   std::ostringstream text;
   text << parameter.help;
-  if (parameter.kind == ValueKind::Radians) {
+  if (parameter.kind == ValueKind::kRadians) {
     text << "; radians, or degrees with the suffix deg";
-  } else if (parameter.kind == ValueKind::Degrees) {
+  } else if (parameter.kind == ValueKind::kDegrees) {
     text << "; degrees";
   }
-  if (parameter.defaultKind == DefaultKind::Required) {
+  if (parameter.defaultKind == DefaultKind::kRequired) {
     text << " (required)";
-  } else if (parameter.defaultKind == DefaultKind::Value) {
+  } else if (parameter.defaultKind == DefaultKind::kValue) {
     text << " (default " << parameter.fallback << ")";
   }
   return text.str();
@@ -51,7 +51,7 @@ void addParameters(CLI::App& command, CorrectSettings& settings) {
     const std::string name(parameter.name);
     command.add_option("--" + name, settings.given[name], helpOf(parameter))
         ->check(CLI::Validator(check, ""))
-        ->type_name(parameter.kind == ValueKind::Integer ? "INT" : "NUMBER")
+        ->type_name(parameter.kind == ValueKind::kInteger ? "INT" : "NUMBER")
         ->group(groupOf(parameter));
   }
 }
@@ -130,11 +130,11 @@ LensValues optionValues(const CorrectSettings& settings, CorrectMode mode) {
 
 /// Whether --output-size and --plane-half-extent are used.
 bool hasGrid(const CorrectSettings& settings, CorrectMode mode) {
-  return mode == CorrectMode::Rect || settings.sharedMaps || !settings.maps.empty();
+  return mode == CorrectMode::kRect || settings.sharedMaps || !settings.maps.empty();
 }
 
 void checkCombination(const CorrectSettings& settings, CorrectMode mode, const LensValues& given) {
-  if (settings.sharedMaps && mode != CorrectMode::Square) {
+  if (settings.sharedMaps && mode != CorrectMode::kSquare) {
     misuse("--shared-maps belongs to mode square, not to mode " + modeName(mode));
   }
   if (!settings.maps.empty() && !isStereographic(mode)) {
@@ -215,7 +215,7 @@ CorrectionPlan planCorrection(const CorrectSettings& settings) {
     plan.values.erase("output-size");
     plan.values.erase("plane-half-extent");
   }
-  if (plan.mode == CorrectMode::Range) {
+  if (plan.mode == CorrectMode::kRange) {
     checkRange(plan.values);
   }
   return plan;

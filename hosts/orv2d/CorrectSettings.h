@@ -32,7 +32,7 @@ struct CorrectSettings {
 
 /// The mode and its values, before what follows from an image.
 struct CorrectionPlan {
-  CorrectMode mode = CorrectMode::Square;
+  CorrectMode mode = CorrectMode::kSquare;
   LensValues values;
   bool sharedMaps = false;
   std::string circle;  ///< as in `CorrectSettings`

@@ -114,7 +114,7 @@ std::string wayOut(CorrectMode mode, const ContentReach& reach, const cv::Mat& s
   constexpr double kNegligible = 0.001;
   constexpr double kAnyRadius = 1e9;
   const bool goesOn = contentShare(source, kRim * reach.fullRadius, kAnyRadius) > kNegligible;
-  const std::string widen = mode == CorrectMode::Range
+  const std::string widen = mode == CorrectMode::kRange
                                 ? "widen --min-angle-deg, --max-angle-deg or --margin-deg, or "
                                 : "widen --cone-angle-deg or --margin-percent, or ";
   const double radius =
@@ -138,7 +138,7 @@ std::string stereographicReason(CorrectMode mode,
       return "no content lies in the frame; check --half-field-angle, --yaw and --pitch";
     }
   }
-  const std::string borders = mode == CorrectMode::Square ? "" : touchedBorders(axes);
+  const std::string borders = mode == CorrectMode::kSquare ? "" : touchedBorders(axes);
   if (!borders.empty()) {
     return borders + wayOut(mode, contentReach(mode, values, frame), source);
   }
@@ -160,17 +160,17 @@ std::string failureReason(CorrectMode mode,
                           double halfExtent,
                           const cv::Mat& source) {
   switch (mode) {
-    case CorrectMode::Square:
+    case CorrectMode::kSquare:
       return stereographicReason(
           mode, values, {-halfExtent, halfExtent, -halfExtent, halfExtent}, source);
-    case CorrectMode::Range:
-    case CorrectMode::Fov: {
+    case CorrectMode::kRange:
+    case CorrectMode::kFov: {
       const PlaneFrame frame = planeFrame(mode, values);
-      return mode == CorrectMode::Fov && !frame.insideUnitSquare()
+      return mode == CorrectMode::kFov && !frame.insideUnitSquare()
                  ? outsideReason(frame)
                  : stereographicReason(mode, values, frame, source);
     }
-    case CorrectMode::Pinhole:
+    case CorrectMode::kPinhole:
       return "no pixel of the corrected image is brighter than 10; check --focal-x, --focal-y and "
              "the distortion coefficients";
     default:

@@ -133,7 +133,7 @@ TEST(PinholeCorrection, StraightensThePhotographedChessboard) {
     cv::Mat image =
         cv::imread(std::string(MONTAGE_TEST_DATA "/chessboard_lens/") + name, cv::IMREAD_GRAYSCALE);
     if (image.empty()) {
-      GTEST_SKIP() << "no sample photographs";
+      GTEST_SKIP() << "photographs are missing in " MONTAGE_TEST_DATA;
     }
     const double before = rowBend(image);
     ASSERT_EQ(0,
