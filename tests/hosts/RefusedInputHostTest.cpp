@@ -14,6 +14,7 @@ namespace fs = std::filesystem;
 
 constexpr int kUsage = 2;
 constexpr int kUnreadable = 3;
+constexpr int kCamerasNotFinite = 5;
 constexpr int kUnwritable = 6;
 
 class RefusedInput : public HostTest {
@@ -122,6 +123,16 @@ TEST_F(RefusedInput, ImagesOfOtherKinds) {
   expectRefused("montage a.png deep.tif -o out.png --quiet", kUnreadable, "16-bit");
   expectRefused("montage a.png alpha.png -o out.png --quiet", kUnreadable, "-alpha off");
   expectRefused("montage a.png small.png -o out.png --quiet", kUnreadable, "399 x 300");
+}
+
+TEST_F(RefusedInput, ASecondTakeOfTheSameViewHasNoFiniteCameras) {
+  const cv::Mat view = cv::imread(path("a.png").string());
+  cv::Mat noise(view.size(), view.type());
+  cv::RNG(1).fill(noise, cv::RNG::UNIFORM, 0, 20);
+  cv::imwrite(path("again.png").string(), view + noise);
+  expectRefused("montage a.png again.png -o out.png --quiet --pipeline basic",
+                kCamerasNotFinite,
+                "did not stay finite");
 }
 
 TEST_F(RefusedInput, OutputsThatCannotBe) {
