@@ -196,7 +196,7 @@ class MONTAGE_API SterProject {
   /// @param[in] mapCols,mapRows  as filled by the map export.
   /// @param[out] output  outputSize * outputSize * channels bytes; pixels whose position
   ///   lies outside the centres of the source's border pixels keep their value.
-  /// @return 0.
+  /// @return 0. `std::bad_alloc` leaves source and output as they were.
   int Interpolate(unsigned char* source,
                   float** mapCols,
                   float** mapRows,
@@ -208,7 +208,9 @@ class MONTAGE_API SterProject {
 
   /// Finds the crop rectangle of the non-black content of a packed square image.
   ///
-  /// @param[out] left,top  first column and row with content; 0 if it is column or row 0 or absent.
+  /// @param[out] left,top  first column and row above 0 with content, 0 if there is none: content
+  /// in
+  ///   columns 0 to 9 gives left = 1.
   /// @param[out] right,bottom  first empty column and row after it; size - 1 if there is none.
   /// @return 0; 1 if content follows the right or bottom bound (the bounds then hold what was
   /// found).

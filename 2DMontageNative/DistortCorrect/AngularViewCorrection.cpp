@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect.h"
 #include "DistortCorrect/AngularView.h"
+#include "DistortCorrect/CorrectionStatus.h"
 #include "DistortCorrect/PlaneRendering.h"
 #include "Platform/ParallelLoop.h"
 
@@ -15,8 +16,9 @@ namespace {
 
 /// The correction's own value of pi, part of its definition.
 constexpr double kPi = 3.141592654;
-/// The field of view is taken this much narrower, so that the result overlaps the border.
-constexpr double kFieldWidening = 1.05;
+/// Factor on the pixels per radian, part of the correction's definition: the image is read as
+/// 1 / 1.05 of the field of view.
+constexpr double kFieldFactor = 1.05;
 /// Map values of a band of rows: 128 KB per map, which stays in the second-level cache.
 constexpr int kBandPixels = 32768;
 
@@ -41,8 +43,9 @@ class Extent {
 
   void add(const Extent& other) {
     for (std::size_t k = 0; k < kLanes; ++k) {
-      take(k, other.min_[k]);
-      take(k, other.max_[k]);
+      // An empty lane holds infinities: each may meet its own kind only.
+      min_[k] = std::min(min_[k], other.min_[k]);
+      max_[k] = std::max(max_[k], other.max_[k]);
     }
   }
 
@@ -186,8 +189,8 @@ int SterProject::Process(std::vector<double> /*extraParams*/,
     throw "Invalid matrix dimensions";  // a plain string by the interface
   }
   requireRemappable(image);
-  const double pixelsPerRadianX = image.cols / radians(fieldOfViewDeg[0]) * kFieldWidening;
-  const double pixelsPerRadianY = image.rows / radians(fieldOfViewDeg[1]) * kFieldWidening;
+  const double pixelsPerRadianX = image.cols / radians(fieldOfViewDeg[0]) * kFieldFactor;
+  const double pixelsPerRadianY = image.rows / radians(fieldOfViewDeg[1]) * kFieldFactor;
   const AngularView view(AngleAxis(image.cols, pixelsPerRadianX),
                          AngleAxis(image.rows, pixelsPerRadianY),
                          viewRotation(viewAnglesDeg, angleScale),
@@ -207,7 +210,7 @@ int SterProject::Process(std::vector<double> /*extraParams*/,
     cv::Mat target = image.rowRange(bands[band]);
     output.rowRange(bands[band]).copyTo(target);
   });
-  return 0;
+  return kCorrected;
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

@@ -60,6 +60,18 @@ std::vector<int> channelTotals(const cv::Mat& sums, int count) {
   return totals;
 }
 
+/// Whether each pixel of `sums` has a channel whose average over `count` samples is 1 or more.
+bool allBright(const cv::Mat& sums, int count) {
+  const int channels = sums.channels();
+  const int* sum = sums.ptr<int>();
+  for (std::size_t i = 0; i < sums.total(); ++i, sum += channels) {
+    if (std::none_of(sum, sum + channels, [count](int value) { return value >= count; })) {
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 BrightnessSums::BrightnessSums(cv::Size pictureSize, int channels, int bands)
@@ -86,6 +98,18 @@ void BrightnessSums::add(int band, const cv::Mat& tile, cv::Point origin) {
       bandSums[first + i] += pieceSums[static_cast<std::size_t>(i)];
     }
   }
+}
+
+bool BrightnessSums::rowsSettled(const cv::Range& rows) const {
+  return allBright(rowSums_.rowRange(rows), columnSums_.cols);
+}
+
+bool BrightnessSums::columnsSettled(const cv::Range& columns) const {
+  cv::Mat sums = columnSums_.colRange(columns).row(0).clone();
+  for (int band = 1; band < columnSums_.rows; ++band) {
+    sums += columnSums_.row(band).colRange(columns);
+  }
+  return allBright(sums, rowSums_.rows);
 }
 
 ContentProfile BrightnessSums::profile() const {

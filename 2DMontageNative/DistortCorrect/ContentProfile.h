@@ -29,6 +29,13 @@ class BrightnessSums {
   /// Adds an 8-bit tile of at most `kMaxTileRows` rows whose top left pixel lies at `origin`.
   void add(int band, const cv::Mat& tile, cv::Point origin);
 
+  /// Whether each of these rows is bright already: what else is added cannot make its average 0.
+  /// Not to be called for rows that another thread adds to.
+  [[nodiscard]] bool rowsSettled(const cv::Range& rows) const;
+
+  /// The same of columns; not while tiles are added.
+  [[nodiscard]] bool columnsSettled(const cv::Range& columns) const;
+
   /// Averages of what was added, each pixel counted once, in the arithmetic of `cv::reduce`.
   [[nodiscard]] ContentProfile profile() const;
 

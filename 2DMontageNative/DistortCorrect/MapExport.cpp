@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect.h"
 #include "DistortCorrect/ContentBounds.h"
+#include "DistortCorrect/CorrectionStatus.h"
 #include "DistortCorrect/PlaneProjection.h"
+#include "DistortCorrect/RemapInside.h"
 #include "DistortCorrect/SamplingGrid.h"
 #include "DistortCorrect/Smoothing.h"
-#include "DistortCorrect/VendorRemap.h"
 #include "Platform/ParallelLoop.h"
 
 #include <algorithm>
@@ -71,7 +72,7 @@ int SterProject::Process(double halfFieldAngle,
     const float y = axis[static_cast<std::size_t>(row)];
     projection.sourceFromPlaneRow(axis.data(), size, y, mapCols[row], mapRows[row]);
   });
-  return 0;
+  return kCorrected;
 }
 
 int SterProject::Interpolate(unsigned char* source,
@@ -82,19 +83,17 @@ int SterProject::Interpolate(unsigned char* source,
                              int sourceHeight,
                              int outputSize,
                              unsigned char* output) {
-  // A failed smoothing is accepted, as the interface says nothing of it.
-  static_cast<void>(GaussianSmooth(source,
-                                   sourceHeight,
-                                   sourceWidth,
-                                   channels,
-                                   kSmoothingSigma.data(),
-                                   kSmoothingKernel.data()));
+  smoothSource({source,
+                static_cast<std::ptrdiff_t>(sourceWidth) * channels,
+                sourceHeight,
+                sourceWidth,
+                channels});
   cv::Mat target = packedImage(output, outputSize, outputSize, channels);
-  vendorRemap(packedImage(source, sourceHeight, sourceWidth, channels),
+  remapInside(packedImage(source, sourceHeight, sourceWidth, channels),
               cv::Mat(outputSize, outputSize, CV_32FC1, mapCols[0]),
               cv::Mat(outputSize, outputSize, CV_32FC1, mapRows[0]),
               target);
-  return 0;
+  return kCorrected;
 }
 
 int SterProject::DetermineBoundaries(
@@ -105,7 +104,7 @@ int SterProject::DetermineBoundaries(
   top = content.bounds.top;
   right = content.bounds.right;
   bottom = content.bounds.bottom;
-  return content.unbroken ? 0 : 1;
+  return content.unbroken ? kCorrected : kRefused;
 }
 
 int SterProject::Crop(unsigned char* source,
@@ -120,10 +119,11 @@ int SterProject::Crop(unsigned char* source,
   const unsigned char* const first =
       source + top * sourceStep + static_cast<std::ptrdiff_t>(left) * channels;
   const auto copy = channels == 3 ? Platform::ippiCopy_8u_C3R : Platform::ippiCopy_8u_C1R;
-  // The status is of no use to the caller: sizes and pointers are trusted.
+  // Only sizes and pointers could be refused, which the interface trusts: it has no status for
+  // them.
   static_cast<void>(copy(
       first, static_cast<int>(sourceStep), output, cropWidth * channels, {cropWidth, cropHeight}));
-  return 0;
+  return kCorrected;
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

@@ -1,14 +1,30 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect.h"
+#include "DistortCorrect/CorrectionStatus.h"
 
 #include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
+
+#include <algorithm>
 
 namespace ORV::Common::Algorithms::DistortCorrect {
 namespace {
 
 /// Pixels above this grey value are content.
 constexpr double kContentThreshold = 10.0;
+
+/// First to one past the last non-zero byte of a row or column; empty if there is none.
+cv::Range extentOf(const cv::Mat& line) {
+  const auto first = line.begin<unsigned char>();
+  const auto last = line.end<unsigned char>();
+  const auto isContent = [](unsigned char value) { return value != 0; };
+  const auto start = std::find_if(first, last, isContent);
+  auto end = last;
+  while (end != start && !isContent(*(end - 1))) {
+    --end;
+  }
+  return {static_cast<int>(start - first), static_cast<int>(end - first)};
+}
 
 /// Smallest rectangle around the content; empty if there is none.
 cv::Rect contentRect(const cv::Mat& image) {
@@ -17,7 +33,15 @@ cv::Rect contentRect(const cv::Mat& image) {
     cv::cvtColor(image, grey, cv::COLOR_BGR2GRAY);
   }
   const cv::Mat content = grey > kContentThreshold;
-  return cv::boundingRect(content);
+  // Not cv::boundingRect: OpenCV 4.6 gives a wrong rectangle for a mask whose content lies in its
+  // first few columns, and a list of all points would outweigh the image.
+  cv::Mat columns;
+  cv::Mat rows;
+  cv::reduce(content, columns, 0, cv::REDUCE_MAX);
+  cv::reduce(content, rows, 1, cv::REDUCE_MAX);
+  const cv::Range xs = extentOf(columns);
+  const cv::Range ys = extentOf(rows);
+  return {xs.start, ys.start, xs.size(), ys.size()};
 }
 
 }  // namespace
@@ -25,7 +49,7 @@ cv::Rect contentRect(const cv::Mat& image) {
 int SterProject::operator()(std::vector<double> params, cv::Mat& image) {
   constexpr std::size_t kParameterCount = 11;
   if (params.size() != kParameterCount) {
-    return 1;
+    return kRefused;
   }
   return Process(params[0],
                  params[1],
@@ -54,7 +78,7 @@ int SterProject::Process(double k1,
                          double angleDeg,
                          cv::Mat& image) {
   if (focalX == 0.0 || focalY == 0.0 || scale == 0.0) {
-    return 1;
+    return kRefused;
   }
   const cv::Point2f centre(static_cast<float>(centreX), static_cast<float>(centreY));
   const cv::Mat rotatedFromImage = cv::getRotationMatrix2D(centre, angleDeg, scale);
@@ -74,10 +98,10 @@ int SterProject::Process(double k1,
 
   const cv::Rect content = contentRect(undistorted);
   if (content.empty()) {
-    return 1;
+    return kRefused;
   }
   image = undistorted(content).clone();
-  return 0;
+  return kCorrected;
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

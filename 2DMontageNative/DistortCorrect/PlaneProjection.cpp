@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect/PlaneProjection.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 
@@ -146,6 +147,14 @@ PlaneProjection::PlaneProjection(Lift howLifted,
       lens(lensModel),
       columns(sourceColumns),
       rows(sourceRows) {}
+
+bool PlaneProjection::hasFinitePositions() const {
+  const auto isFinite = [](double value) { return std::isfinite(value); };
+  // The rotation's last row gives the depth, which positions do not depend on.
+  constexpr std::size_t kUsedEntries = 6;
+  return isFinite(lens.squareCoeff) && isFinite(lens.constant) &&
+         (!rotated || std::all_of(rotation.begin(), rotation.begin() + kUsedEntries, isFinite));
+}
 
 SourcePosition PlaneProjection::sourceFromPlane(float x, float y) const {
   const float squaredRadius = x * x + y * y;

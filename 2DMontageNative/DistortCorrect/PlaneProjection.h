@@ -69,6 +69,9 @@ struct PlaneProjection {
                   PixelAxis sourceColumns,
                   PixelAxis sourceRows);
 
+  /// Whether any plane point can have a finite source position.
+  [[nodiscard]] bool hasFinitePositions() const;
+
   /// Source position of the plane point (x, y): x to the right, y downward.
   [[nodiscard]] SourcePosition sourceFromPlane(float x, float y) const;
 

@@ -5,7 +5,10 @@
 
 #include <algorithm>
 #include <climits>
+#include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <utility>
 
 namespace ORV::Common::Algorithms::DistortCorrect {
 namespace {
@@ -19,34 +22,28 @@ constexpr int kMaxBands = 64;
 static_assert(kTileRows <= BrightnessSums::kMaxTileRows);
 
 int ceilDiv(int value, int divisor) {
-  return (value + divisor - 1) / divisor;
+  return value / divisor + (value % divisor == 0 ? 0 : 1);
 }
 
-/// Height of a band: whole tiles, the same for any number of threads.
-int bandHeight(int pictureRows) {
-  return ceilDiv(ceilDiv(pictureRows, kMaxBands), kTileRows) * kTileRows;
+/// The part of `area` in its tile row and tile column of that number.
+cv::Rect tileOf(const cv::Rect& area, int tileRow, int tileCol) {
+  const cv::Point origin(area.x + tileCol * kTileCols, area.y + tileRow * kTileRows);
+  return {origin.x,
+          origin.y,
+          std::min(kTileCols, area.x + area.width - origin.x),
+          std::min(kTileRows, area.y + area.height - origin.y)};
 }
 
-/// One thread's maps, as large as a tile.
-class TileMaps {
- public:
-  /// Source positions of the pixels of `tile`.
-  void fill(const PlaneProjection& projection, const PlaneGrid& grid, const cv::Rect& tile) {
-    const float* const xs = grid.xs.data() + tile.x;
-    const float* const ys = grid.ys.data() + tile.y;
-    for (int row = 0; row < tile.height; ++row) {
-      projection.sourceFromPlaneRow(
-          xs, tile.width, ys[row], cols_.ptr<float>(row), rows_.ptr<float>(row));
+/// The multiples of `stride` below `count` that are none of `doneStride` (0: nothing done yet).
+std::vector<int> multiplesBetween(int stride, int doneStride, int count) {
+  std::vector<int> multiples;
+  for (int i = 0; i < count; i += stride) {
+    if (doneStride == 0 || i % doneStride != 0) {
+      multiples.push_back(i);
     }
   }
-
-  [[nodiscard]] cv::Mat cols(cv::Size size) const { return cols_(cv::Rect({0, 0}, size)); }
-  [[nodiscard]] cv::Mat rows(cv::Size size) const { return rows_(cv::Rect({0, 0}, size)); }
-
- private:
-  cv::Mat cols_ = cv::Mat(kTileRows, kTileCols, CV_32FC1);
-  cv::Mat rows_ = cv::Mat(kTileRows, kTileCols, CV_32FC1);
-};
+  return multiples;
+}
 
 }  // namespace
 
@@ -60,50 +57,117 @@ void requireRemappable(const cv::Mat& image) {
   CV_Assert(image.cols < SHRT_MAX && image.rows < SHRT_MAX);
 }
 
-cv::Mat newPicture(int rows, int cols, int type) {
+void requirePlaneSize(int rows, int cols) {
+  constexpr std::int64_t kMaxPixels = std::int64_t{1} << 36;
   CV_Assert(rows > 0 && cols > 0);
-  cv::Mat picture(rows, cols, type);
-  return picture;
+  CV_Assert(rows <= kMaxPixels / cols);
 }
 
-ContentProfile renderPlane(const PlaneProjection& projection,
-                           const PlaneGrid& grid,
-                           const TileSampler& sample,
-                           cv::Mat& picture) {
-  const int height = bandHeight(picture.rows);
-  const int bands = ceilDiv(picture.rows, height);
-  BrightnessSums sums(picture.size(), picture.channels(), bands);
-  Platform::parallelFor(0, bands, [&](int band) {
-    TileMaps maps;
-    const int bandEnd = std::min((band + 1) * height, picture.rows);
-    for (int row = band * height; row < bandEnd; row += kTileRows) {
-      for (int col = 0; col < picture.cols; col += kTileCols) {
-        const cv::Rect place(
-            col, row, std::min(kTileCols, picture.cols - col), std::min(kTileRows, bandEnd - row));
-        maps.fill(projection, grid, place);
-        cv::Mat tile = picture(place);
-        sample(maps.cols(place.size()), maps.rows(place.size()), tile);
-        sums.add(band, tile, place.tl());
-      }
+/// Renders tiles one after the other; one thread's working memory.
+class PlanePicture::Tiles {
+ public:
+  explicit Tiles(const PlanePicture& picture) : picture_(picture) {}
+
+  /// Fills `tile` with the pixels of `place`.
+  void render(const cv::Rect& place, cv::Mat& tile) {
+    const float* const xs = picture_.grid_.xs.data() + place.x;
+    const float* const ys = picture_.grid_.ys.data() + place.y;
+    for (int row = 0; row < place.height; ++row) {
+      picture_.projection_.sourceFromPlaneRow(
+          xs, place.width, ys[row], cols_.ptr<float>(row), rows_.ptr<float>(row));
     }
-  });
+    const cv::Rect part({0, 0}, place.size());
+    picture_.sample_(cols_(part), rows_(part), tile);
+  }
+
+ private:
+  const PlanePicture& picture_;
+  cv::Mat cols_ = cv::Mat(kTileRows, kTileCols, CV_32FC1);
+  cv::Mat rows_ = cv::Mat(kTileRows, kTileCols, CV_32FC1);
+};
+
+PlanePicture::PlanePicture(const PlaneProjection& projection,
+                           PlaneGrid grid,
+                           const cv::Mat& source,
+                           TileSampler sample)
+    : projection_(projection),
+      grid_(std::move(grid)),
+      source_(source),
+      sample_(std::move(sample)) {}
+
+cv::Size PlanePicture::size() const {
+  return {static_cast<int>(grid_.xs.size()), static_cast<int>(grid_.ys.size())};
+}
+
+bool PlanePicture::mayHaveContent() const {
+  // A grid that starts without a finite value holds none: each value adds to the one before.
+  return projection_.hasFinitePositions() && std::isfinite(grid_.xs.front()) &&
+         std::isfinite(grid_.ys.front()) && cv::countNonZero(source_.reshape(1)) > 0;
+}
+
+ContentProfile PlanePicture::contentProfile() const {
+  const cv::Rect area({0, 0}, size());
+  const int tileRows = ceilDiv(area.height, kTileRows);
+  const int tileCols = ceilDiv(area.width, kTileCols);
+  BrightnessSums sums(area.size(), source_.channels(), std::min(tileRows, kMaxBands));
+  if (!mayHaveContent()) {
+    return sums.profile();
+  }
+  // A few tile rows settle most columns; in the tile rows after them the first tile with content
+  // settles the rows, and the others need not be rendered.
+  std::vector<char> columnsSettled(static_cast<std::size_t>(tileCols), 0);
+  int doneStride = 0;
+  for (const int stride : {16, 4, 1}) {
+    const std::vector<int> pass = multiplesBetween(stride, doneStride, tileRows);
+    const int count = static_cast<int>(pass.size());
+    const int bands = std::min(count, kMaxBands);
+    Platform::parallelFor(0, bands, [&](int band) {
+      Tiles tiles(*this);
+      cv::Mat buffer(kTileRows, kTileCols, source_.type());
+      for (int i = band; i < count; i += bands) {
+        for (int col = 0; col < tileCols; ++col) {
+          const cv::Rect place = tileOf(area, pass[static_cast<std::size_t>(i)], col);
+          if (columnsSettled[static_cast<std::size_t>(col)] != 0 &&
+              sums.rowsSettled(cv::Range(place.y, place.y + place.height))) {
+            continue;
+          }
+          cv::Mat tile = buffer(cv::Rect({0, 0}, place.size()));
+          tiles.render(place, tile);
+          sums.add(band, tile, place.tl());
+        }
+      }
+    });
+    for (int col = 0; col < tileCols; ++col) {
+      const cv::Rect place = tileOf(area, 0, col);
+      columnsSettled[static_cast<std::size_t>(col)] =
+          sums.columnsSettled(cv::Range(place.x, place.x + place.width)) ? 1 : 0;
+    }
+    doneStride = stride;
+  }
   return sums.profile();
 }
 
-cv::Mat cropped(const cv::Mat& picture, const cv::Rect& rect) {
+cv::Mat PlanePicture::render(const cv::Rect& rect) const {
   if (rect.empty()) {
-    cv::Mat none(0, 0, picture.type());
+    cv::Mat none(0, 0, source_.type());
     return none;
   }
-  cv::Mat crop(rect.size(), picture.type());
-  const int height = bandHeight(rect.height);
-  Platform::parallelFor(0, ceilDiv(rect.height, height), [&](int band) {
-    const int first = band * height;
-    const int end = std::min(first + height, rect.height);
-    cv::Mat target = crop.rowRange(first, end);
-    picture(cv::Rect(rect.x, rect.y + first, rect.width, end - first)).copyTo(target);
+  cv::Mat picture(rect.size(), source_.type());
+  const int tileRows = ceilDiv(rect.height, kTileRows);
+  const int tileCols = ceilDiv(rect.width, kTileCols);
+  const int rowsPerBand = ceilDiv(tileRows, kMaxBands);
+  Platform::parallelFor(0, ceilDiv(tileRows, rowsPerBand), [&](int band) {
+    Tiles tiles(*this);
+    const int end = std::min((band + 1) * rowsPerBand, tileRows);
+    for (int row = band * rowsPerBand; row < end; ++row) {
+      for (int col = 0; col < tileCols; ++col) {
+        const cv::Rect place = tileOf(rect, row, col);
+        cv::Mat tile = picture(place - rect.tl());
+        tiles.render(place, tile);
+      }
+    }
   });
-  return crop;
+  return picture;
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 /// @file
-/// Renders a rectangle of the plane tile by tile, so that no whole-picture map is ever held.
+/// Renders parts of the plane tile by tile: neither whole maps nor the whole picture are ever held.
 #ifndef ORV_MONTAGE_DISTORT_CORRECT_PLANE_RENDERING_H
 #define ORV_MONTAGE_DISTORT_CORRECT_PLANE_RENDERING_H
 
@@ -14,7 +14,8 @@
 
 namespace ORV::Common::Algorithms::DistortCorrect {
 
-/// Fills a tile from the source positions of its pixels; called from several threads at once.
+/// Fills a tile from the source positions of its pixels; called from several threads at once. A
+/// pixel must depend on its position alone, and be 0 where that is not finite.
 using TileSampler =
     std::function<void(const cv::Mat& mapCols, const cv::Mat& mapRows, cv::Mat& tile)>;
 
@@ -30,24 +31,44 @@ void requireImage(const cv::Mat& image);
 /// `requireImage`, and both sides below 32767, the limit of OpenCV's `remap`.
 void requireRemappable(const cv::Mat& image);
 
-/// New uninitialised picture; raises OpenCV's exception for a side below 1.
-[[nodiscard]] cv::Mat newPicture(int rows, int cols, int type);
+/// Raises OpenCV's exception for a picture with a side below 1, or with more than 2^36 pixels,
+/// whose content could not be searched in any sensible time.
+void requirePlaneSize(int rows, int cols);
 
-/// Samples every pixel of `picture` where the projection puts it.
+/// The picture of a plane rectangle, of which only what is asked for is made.
 ///
-/// @param[in] grid  as many xs and ys as the picture has columns and rows.
-/// @param[in,out] picture  8-bit; handed to `sample` in tiles.
-/// @return the brightness of the picture's columns and rows, gathered while the tiles are in cache.
-/// @note Bands of rows run in parallel; working memory is a few hundred kilobytes per thread and
-///   the column sums of at most `64` bands.
-ContentProfile renderPlane(const PlaneProjection& projection,
-                           const PlaneGrid& grid,
-                           const TileSampler& sample,
-                           cv::Mat& picture);
+/// Bands of rows run in parallel; working memory is a few hundred kilobytes per thread and the sums
+/// of columns and rows.
+class PlanePicture {
+ public:
+  /// @param[in] grid  one x per column and one y per row, at least one each.
+  /// @param[in] source  what `sample` samples, `CV_8UC1` or `CV_8UC3`; the picture has its type.
+  PlanePicture(const PlaneProjection& projection,
+               PlaneGrid grid,
+               const cv::Mat& source,
+               TileSampler sample);
 
-/// The rectangle of `picture` in new memory, copied in parallel; an empty rectangle gives an image
-/// of 0 x 0 pixels.
-[[nodiscard]] cv::Mat cropped(const cv::Mat& picture, const cv::Rect& rect);
+  /// Which columns and rows hold content.
+  ///
+  /// A line is summed up only until its average cannot round to 0 any more, so that little of a
+  /// bright picture is rendered here: positive values may be too small, zeros are exact. A black
+  /// source, or a projection without finite positions, is not rendered at all.
+  [[nodiscard]] ContentProfile contentProfile() const;
+
+  /// The pixels of `rect` in new memory; an empty rectangle gives an image of 0 x 0 pixels.
+  [[nodiscard]] cv::Mat render(const cv::Rect& rect) const;
+
+ private:
+  class Tiles;
+
+  [[nodiscard]] cv::Size size() const;
+  [[nodiscard]] bool mayHaveContent() const;
+
+  PlaneProjection projection_;
+  PlaneGrid grid_;
+  cv::Mat source_;
+  TileSampler sample_;
+};
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect
 

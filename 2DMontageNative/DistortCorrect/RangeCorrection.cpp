@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect.h"
 #include "DistortCorrect/ContentBounds.h"
+#include "DistortCorrect/CorrectionStatus.h"
 #include "DistortCorrect/PlaneFrame.h"
 #include "DistortCorrect/PlaneRendering.h"
 #include "DistortCorrect/SamplingGrid.h"
@@ -61,7 +62,7 @@ int SterProject::operator()(double halfFieldAngle,
                             cv::Mat& image) {
   const PlaneFrame frame = frameOfCone(Orientation{yaw, pitch, roll}, marginPercent, coneAngleDeg);
   if (leavesUnitSquare(frame)) {
-    return 1;
+    return kRefused;
   }
   return Process(halfFieldAngle,
                  cubicCoeff,
@@ -100,36 +101,31 @@ int SterProject::Process(double halfFieldAngle,
                          double& boundBottom,
                          cv::Mat& image) {
   requireRemappable(image);
-  cv::Mat output = newPicture(outputHeight, outputWidth, image.type());
+  requirePlaneSize(outputHeight, outputWidth);
   const PlaneProjection projection(Lift::kStereographic,
                                    LensModel(halfFieldAngle, cubicCoeff, linearCoeff),
                                    Orientation{yaw, pitch, roll},
                                    PixelAxis::ofHalfSize(image.cols),
                                    PixelAxis::ofHalfSize(image.rows));
-  const PlaneGrid grid{samplingGrid(planeLeft, planeRight, outputWidth),
-                       samplingGrid(planeTop, planeBottom, outputHeight)};
-  // A failed smoothing is accepted, as the interface says nothing of it.
-  static_cast<void>(gaussianSmooth({image.data,
-                                    static_cast<std::ptrdiff_t>(image.step),
-                                    image.rows,
-                                    image.cols,
-                                    image.channels()},
-                                   kSmoothingSigma.data(),
-                                   kSmoothingKernel.data()));
+  smoothSource({image.data,
+                static_cast<std::ptrdiff_t>(image.step),
+                image.rows,
+                image.cols,
+                image.channels()});
   const Platform::CubicSampler sampler(image);
-  const ContentProfile profile = renderPlane(
-      projection,
-      grid,
-      [&](const cv::Mat& mapCols, const cv::Mat& mapRows, cv::Mat& tile) {
-        sampler.sample(mapCols, mapRows, tile);
-      },
-      output);
+  const PlanePicture picture(projection,
+                             {samplingGrid(planeLeft, planeRight, outputWidth),
+                              samplingGrid(planeTop, planeBottom, outputHeight)},
+                             image,
+                             [&](const cv::Mat& mapCols, const cv::Mat& mapRows, cv::Mat& tile) {
+                               sampler.sample(mapCols, mapRows, tile);
+                             });
 
-  const std::optional<ContentBounds> bounds = scanStrict(profile);
+  const std::optional<ContentBounds> bounds = scanStrict(picture.contentProfile());
   if (!bounds) {
-    return 1;
+    return kRefused;
   }
-  image = cropped(output, bounds->rect());
+  image = picture.render(bounds->rect());
   yaw = centrePosition(outputWidth, bounds->left, image.cols);
   pitch = centrePosition(outputHeight, bounds->top, image.rows);
   const double dx = (planeRight - planeLeft) / outputWidth;
@@ -138,7 +134,7 @@ int SterProject::Process(double halfFieldAngle,
   boundTop = -(planeTop + dy * bounds->bottom);
   boundRight = planeLeft + dx * bounds->right;
   boundBottom = -(planeTop + dy * bounds->top);
-  return 0;
+  return kCorrected;
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect.h"
 #include "DistortCorrect/ContentBounds.h"
+#include "DistortCorrect/CorrectionStatus.h"
 #include "DistortCorrect/PlaneRendering.h"
+#include "DistortCorrect/RemapInside.h"
 #include "DistortCorrect/SamplingGrid.h"
-#include "DistortCorrect/VendorRemap.h"
 
 namespace ORV::Common::Algorithms::DistortCorrect {
 
@@ -17,27 +18,28 @@ int SterProject::RectProject(double halfFieldAngle,
                              double planeHalfExtent,
                              cv::Mat& image) {
   requireImage(image);
-  cv::Mat output = newPicture(outputSize, outputSize, image.type());
+  requirePlaneSize(outputSize, outputSize);
   const PlaneProjection projection(Lift::kRect,
                                    LensModel(halfFieldAngle, cubicCoeff, linearCoeff),
                                    Orientation{yaw, pitch, roll},
                                    PixelAxis::ofSize(image.cols),
                                    PixelAxis::ofSize(image.rows));
   const std::vector<float> axis = samplingGrid(-planeHalfExtent, planeHalfExtent, outputSize);
-  const ContentProfile profile = renderPlane(
+  const cv::Mat source = image;
+  const PlanePicture picture(
       projection,
       {axis, axis},
+      source,
       [&](const cv::Mat& mapCols, const cv::Mat& mapRows, cv::Mat& tile) {
         tile.setTo(cv::Scalar());  // the remapping leaves positions outside the source as they are
-        vendorRemap(image, mapCols, mapRows, tile);
-      },
-      output);
+        remapInside(source, mapCols, mapRows, tile);
+      });
 
-  const ContentBounds bounds = scanLenient(profile, AtBreak::kIgnore).bounds;
-  image = cropped(output, bounds.rect());
+  const ContentBounds bounds = scanLenient(picture.contentProfile(), AtBreak::kIgnore).bounds;
+  image = picture.render(bounds.rect());
   yaw = centrePosition(outputSize, bounds.left, image.cols);
   pitch = centrePosition(outputSize, bounds.top, image.rows);
-  return 0;
+  return kCorrected;
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

@@ -5,10 +5,10 @@
 #include "Platform/ParallelLoop.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cmath>
 #include <cstring>
-#include <new>
 #include <vector>
 
 namespace ORV::Common::Algorithms::DistortCorrect {
@@ -192,17 +192,20 @@ class BandwiseSmoothing {
 
 }  // namespace
 
-int gaussianSmooth(const PixelRows& image, const float* sigma, const int* kernelSize) {
+bool gaussianSmooth(const PixelRows& image, const float* sigma, const int* kernelSize) {
   if (image.rows < 1 || image.cols < 1) {
-    return -1;
+    return false;
   }
-  try {
-    BandwiseSmoothing smoothing(
-        image, GaussianKernel(sigma[0], kernelSize[0]), GaussianKernel(sigma[1], kernelSize[1]));
-    return smoothing.run() ? 0 : -1;
-  } catch (const std::bad_alloc&) {
-    return -1;
-  }
+  BandwiseSmoothing smoothing(
+      image, GaussianKernel(sigma[0], kernelSize[0]), GaussianKernel(sigma[1], kernelSize[1]));
+  return smoothing.run();
+}
+
+void smoothSource(const PixelRows& image) {
+  constexpr std::array<float, 2> kSigma{1.0F, 1.0F};
+  constexpr std::array<int, 2> kKernelSize{3, 3};
+  // What is not done here is an image without pixels: there is nothing to sample then either.
+  static_cast<void>(gaussianSmooth(image, kSigma.data(), kKernelSize.data()));
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

@@ -4,7 +4,6 @@
 #ifndef ORV_MONTAGE_DISTORT_CORRECT_SMOOTHING_H
 #define ORV_MONTAGE_DISTORT_CORRECT_SMOOTHING_H
 
-#include <array>
 #include <cstddef>
 
 namespace ORV::Common::Algorithms::DistortCorrect {
@@ -18,20 +17,21 @@ struct PixelRows {
   int channels;  ///< 1 or 3.
 };
 
-/// Settings of every correction that smooths its source this way: vertical, horizontal.
-constexpr std::array<float, 2> kSmoothingSigma{1.0F, 1.0F};
-constexpr std::array<int, 2> kSmoothingKernel{3, 3};
-
 /// Smooths rows, then columns, with sampled Gaussians; samples beyond the border repeat the edge.
 ///
 /// Taps and sums are single precision, taps summed in order; every pass rounds to 8 bits, ties to
 /// even. Only the image's pixels are written, not what lies between its rows.
 /// @param[in] sigma,kernelSize  2 values each: vertical, horizontal; a kernel reaches
 ///   kernelSize / 2 pixels to both sides.
-/// @return 0; -1 if working memory cannot be had (the image is then unchanged) or a filter fails
-///   (an image without pixels).
-/// @note Bands of rows run in parallel. Working memory is some rows per band.
-[[nodiscard]] int gaussianSmooth(const PixelRows& image, const float* sigma, const int* kernelSize);
+/// @return whether it was done; an image without pixels is not. Throws `std::bad_alloc`.
+/// @note Bands of rows run in parallel. Working memory is some rows per band, taken before the
+///   first pixel is written.
+[[nodiscard]] bool gaussianSmooth(const PixelRows& image,
+                                  const float* sigma,
+                                  const int* kernelSize);
+
+/// `gaussianSmooth` with the settings of the corrections; an image without pixels stays as it is.
+void smoothSource(const PixelRows& image);
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect
 

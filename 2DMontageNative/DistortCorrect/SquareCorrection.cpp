@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect.h"
 #include "DistortCorrect/ContentBounds.h"
+#include "DistortCorrect/CorrectionStatus.h"
 #include "DistortCorrect/PlaneRendering.h"
 #include "DistortCorrect/SamplingGrid.h"
 #include "Platform/CubicSampler.h"
@@ -68,28 +69,28 @@ int SterProject::Process(double halfFieldAngle,
                          double& boundBottom,
                          cv::Mat& image) {
   requireRemappable(image);
-  cv::Mat output = newPicture(outputSize, outputSize, image.type());
+  requirePlaneSize(outputSize, outputSize);
   const PlaneProjection projection(Lift::kStereographic,
                                    LensModel(halfFieldAngle, cubicCoeff, linearCoeff),
                                    Orientation{yaw, pitch, roll},
                                    PixelAxis::ofHalfSize(image.cols),
                                    PixelAxis::ofHalfSize(image.rows));
   const std::vector<float> axis = samplingGrid(-planeHalfExtent, planeHalfExtent, outputSize);
-  const Platform::CubicSampler sampler(squareSource(image));
-  const ContentProfile profile = renderPlane(
-      projection,
-      {axis, axis},
-      [&](const cv::Mat& mapCols, const cv::Mat& mapRows, cv::Mat& tile) {
-        sampler.sample(mapCols, mapRows, tile);
-      },
-      output);
+  const cv::Mat source = squareSource(image);
+  const Platform::CubicSampler sampler(source);
+  const PlanePicture picture(projection,
+                             {axis, axis},
+                             source,
+                             [&](const cv::Mat& mapCols, const cv::Mat& mapRows, cv::Mat& tile) {
+                               sampler.sample(mapCols, mapRows, tile);
+                             });
 
-  const LenientBounds content = scanLenient(profile, AtBreak::kStop);
+  const LenientBounds content = scanLenient(picture.contentProfile(), AtBreak::kStop);
   if (!content.unbroken) {
-    return 1;
+    return kRefused;
   }
   const ContentBounds& bounds = content.bounds;
-  image = cropped(output, bounds.rect());
+  image = picture.render(bounds.rect());
   yaw = centrePosition(outputSize, bounds.left, image.cols);
   pitch = centrePosition(outputSize, bounds.top, image.rows);
   const double planePerPixel = 2.0 * planeHalfExtent / outputSize;
@@ -97,7 +98,7 @@ int SterProject::Process(double halfFieldAngle,
   boundTop = planeHalfExtent - planePerPixel * bounds.top;
   boundRight = planePerPixel * bounds.right - planeHalfExtent;
   boundBottom = planeHalfExtent - planePerPixel * bounds.bottom;
-  return 0;
+  return kCorrected;
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

@@ -5,6 +5,7 @@
 #include "DistortCorrect/Smoothing.h"
 
 #include <cstddef>
+#include <new>
 
 namespace ORV::Common::Algorithms::DistortCorrect {
 
@@ -27,7 +28,11 @@ int SterProject::GaussianSmooth(unsigned char* data,
                                 const float* sigma,
                                 const int* kernelSize) {
   const PixelRows image{data, static_cast<std::ptrdiff_t>(cols) * channels, rows, cols, channels};
-  return gaussianSmooth(image, sigma, kernelSize);
+  try {
+    return gaussianSmooth(image, sigma, kernelSize) ? 0 : -1;
+  } catch (const std::bad_alloc&) {
+    return -1;
+  }
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

@@ -7,6 +7,39 @@
 #include <sstream>
 
 namespace orv2d {
+namespace {
+
+unsigned char byteAt(const std::string& text, std::size_t i) {
+  return i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
+}
+
+/// Bytes of the UTF-8 character at `i`; 0 if it is a control character or none at all.
+std::size_t printableLength(const std::string& text, std::size_t i) {
+  const unsigned char first = byteAt(text, i);
+  if (first < 0x80) {
+    return first >= 0x20 && first != 0x7F ? 1 : 0;
+  }
+  const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : first >= 0xC2 ? 2 : 0;
+  for (std::size_t k = 1; k < length; ++k) {
+    if ((byteAt(text, i + k) & 0xC0U) != 0x80U) {
+      return 0;
+    }
+  }
+  const bool isControl = first == 0xC2 && byteAt(text, i + 1) < 0xA0;
+  return isControl || first > 0xF4 ? 0 : length;
+}
+
+std::string escapedByte(char c) {
+  if (c == '\n' || c == '\t') {
+    return c == '\n' ? "\\n" : "\\t";
+  }
+  std::ostringstream text;
+  text << "\\x" << std::hex << std::setw(2) << std::setfill('0')
+       << static_cast<int>(static_cast<unsigned char>(c));
+  return text.str();
+}
+
+}  // namespace
 
 void Progress::say(const std::string& text) const {
   if (!quiet_) {
@@ -14,12 +47,22 @@ void Progress::say(const std::string& text) const {
   }
 }
 
+std::string escaped(const std::string& text) {
+  std::string line;
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t length = printableLength(text, i);
+    line += length > 0 ? text.substr(i, length) : escapedByte(text[i]);
+    i += std::max<std::size_t>(length, 1);
+  }
+  return line;
+}
+
 void printMessage(const std::string& text) {
-  constexpr char kFirstPrintable = ' ';
-  std::string line = text;
-  std::replace_if(
-      line.begin(), line.end(), [](char c) { return c >= 0 && c < kFirstPrintable; }, '?');
-  std::cerr << "orv2d: " + line + "\n" << std::flush;
+  std::cerr << "orv2d: " + escaped(text) + "\n" << std::flush;
+}
+
+void printLine(const std::string& text) {
+  std::cout << escaped(text) + "\n" << std::flush;
 }
 
 std::string counted(std::size_t count, const std::string& noun) {

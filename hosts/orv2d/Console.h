@@ -18,9 +18,15 @@ class Progress {
   bool quiet_;
 };
 
-/// Writes one line "orv2d: text" to standard error; control characters (a line break in a file
-/// name) become '?'.
+/// `text` fit for a terminal: control characters and bytes that are no UTF-8, which a file name may
+/// hold, are written as \n, \t or \xHH.
+std::string escaped(const std::string& text);
+
+/// Writes one line "orv2d: text" to standard error, escaped.
 void printMessage(const std::string& text);
+
+/// Writes one line to standard output, escaped.
+void printLine(const std::string& text);
 
 /// `count` and the noun, with an s unless count is 1.
 std::string counted(std::size_t count, const std::string& noun);

@@ -2,6 +2,7 @@
 #include "CorrectCommand.h"
 
 #include "Console.h"
+#include "ContentMask.h"
 #include "CorrectOutcome.h"
 #include "Correction.h"
 #include "FailureReason.h"
@@ -13,7 +14,6 @@
 #include "SamplingMaps.h"
 
 #include <algorithm>
-#include <iostream>
 #include <optional>
 
 namespace fs = std::filesystem;
@@ -52,8 +52,10 @@ void planOutputs(const CorrectSettings& settings,
                  const std::vector<fs::path>& names,
                  OutputFiles& outputs) {
   std::vector<fs::path> inputs(settings.images.begin(), settings.images.end());
-  if (!settings.lensFile.empty()) {
-    inputs.emplace_back(settings.lensFile);
+  for (const std::string& file : {settings.lensFile, settings.mask}) {
+    if (!file.empty()) {
+      inputs.emplace_back(file);
+    }
   }
   for (const fs::path& name : names) {
     outputs.plan(name, inputs);
@@ -72,23 +74,34 @@ void planOutputs(const CorrectSettings& settings,
 class Corrector {
  public:
   Corrector(const CorrectSettings& settings, const CorrectionPlan& plan, OutputFiles& outputs)
-      : settings_(settings), plan_(plan), outputs_(outputs) {}
+      : settings_(settings),
+        plan_(plan),
+        mask_(plan.circle, settings.mask),
+        outputs_(outputs),
+        progress_(settings.quiet) {}
 
   /// Reads, corrects and stages one image with its preview and maps; throws `HostError` with
   /// `outcome` filled as far as it came.
   void run(CorrectOutcome& outcome);
 
  private:
+  [[nodiscard]] std::optional<ContentReach> reachOf(const LensValues& values) const;
+  Correction correctContent(CorrectOutcome& outcome, const cv::Mat& source, cv::Mat& gridded);
+  void sayWhatIsKept(const KeptContent& kept, bool narrowed) const;
+  void noteRepetition(const CorrectOutcome& outcome, const cv::Mat& source) const;
   Correction correct(const LensValues& values, const cv::Mat& source);
   const SamplingMaps& mapsFor(const LensValues& values, const cv::Size& sourceSize);
   void requireContent(const Correction& correction,
                       const LensValues& values,
                       const cv::Mat& source) const;
   void stagePicture(const fs::path& name, const cv::Mat& picture);
+  void stagePreview(CorrectOutcome& outcome, const cv::Mat& gridded);
 
   const CorrectSettings& settings_;
   const CorrectionPlan& plan_;
+  const ContentMask mask_;
   OutputFiles& outputs_;
+  const Progress progress_;
   std::optional<SamplingMaps> maps_;
 };
 
@@ -101,6 +114,71 @@ const SamplingMaps& Corrector::mapsFor(const LensValues& values, const cv::Size&
                        sourceSize);
   }
   return *maps_;
+}
+
+std::optional<ContentReach> Corrector::reachOf(const LensValues& values) const {
+  if (!isStereographic(plan_.mode)) {
+    return std::nullopt;
+  }
+  const double extent = plan_.sharedMaps ? values.at("plane-half-extent") : 1.0;
+  return contentReach(plan_.mode,
+                      values,
+                      plan_.mode == CorrectMode::kSquare
+                          ? PlaneFrame{-extent, extent, -extent, extent}
+                          : planeFrame(plan_.mode, values));
+}
+
+/// Corrects what is content of `source`. `auto` keeps less and less of it as long as the library
+/// finds no unbroken content: towards its rim a picture may be as dark as its surround.
+Correction Corrector::correctContent(CorrectOutcome& outcome,
+                                     const cv::Mat& source,
+                                     cv::Mat& gridded) {
+  constexpr double kNarrowing = 0.97;
+  constexpr int kNarrowings = 20;
+  std::optional<ContentReach> reach = reachOf(outcome.values);
+  for (int narrowings = 0;; ++narrowings) {
+    cv::Mat content = source.clone();
+    outcome.kept = mask_.apply(reach, content);
+    if (!settings_.preview.empty()) {
+      gridded = withGrid(content);
+    }
+    Correction correction = correct(outcome.values, content);
+    outcome.status = correction.status;
+    if (correction.status == 0 || !outcome.kept.within || narrowings == kNarrowings) {
+      sayWhatIsKept(outcome.kept, narrowings > 0);
+      requireContent(correction, outcome.values, content);
+      noteRepetition(outcome, content);
+      return correction;
+    }
+    reach = narrowedTo(kNarrowing * reach->angleDeg, *reach, outcome.values);
+  }
+}
+
+void Corrector::sayWhatIsKept(const KeptContent& kept, bool narrowed) const {
+  if (kept.circle) {
+    progress_.say("content lies in the circle " + circleText(*kept.circle));
+  }
+  if (kept.within) {
+    progress_.say("content is kept to " + fixed(kept.within->angleDeg, 1) +
+                  " degrees from the lens axis: " +
+                  (narrowed ? "further out it is too dark to be told from the surround"
+                            : "the frame can show no more"));
+  }
+}
+
+/// Says so where the square shows content twice.
+void Corrector::noteRepetition(const CorrectOutcome& outcome, const cv::Mat& source) const {
+  constexpr double kNegligible = 0.001;
+  if (plan_.mode != CorrectMode::kSquare) {
+    return;
+  }
+  const ContentReach reach = *reachOf(outcome.values);
+  constexpr double kRim = 1.01;
+  if (contentShare(source, kRim * reach.radius, reach.fullRadius) > kNegligible) {
+    printMessage("note: " + outcome.file + " has content more than " + fixed(reach.angleDeg, 1) +
+                 " degrees from the lens axis, which the corners of the result repeat mirrored; "
+                 "--circle auto leaves it out");
+  }
 }
 
 Correction Corrector::correct(const LensValues& values, const cv::Mat& source) {
@@ -128,21 +206,34 @@ void Corrector::stagePicture(const fs::path& name, const cv::Mat& picture) {
   });
 }
 
+/// The result stands without its preview: a failure is only noted.
+void Corrector::stagePreview(CorrectOutcome& outcome, const cv::Mat& gridded) {
+  const Correction preview = correct(outcome.values, gridded);
+  try {
+    requireContent(preview, outcome.values, gridded);
+  } catch (const HostError& error) {
+    outcome.code = ExitCode::NoPreview;
+    outcome.message =
+        std::string("the result is written, its preview cannot be made: ") + error.what();
+    return;
+  }
+  stagePicture(settings_.preview, preview.image);
+}
+
 void Corrector::run(CorrectOutcome& outcome) {
   const Stopwatch reading;
-  cv::Mat source = readImage(outcome.file);
+  const cv::Mat source = readImage(outcome.file);
   outcome.readingSeconds = reading.seconds();
   outcome.sourceSize = source.size();
   outcome.channels = source.channels();
   outcome.values = withImageDefaults(plan_.mode, plan_.values, source.size());
   requirePossibleSize(plan_.mode, outcome.values);
-  const cv::Mat gridded = settings_.preview.empty() ? cv::Mat() : withGrid(source);
 
   const Stopwatch correcting;
-  const Correction correction = correct(outcome.values, source);
+  cv::Mat gridded;
+  const Correction correction = correctContent(outcome, source, gridded);
   outcome.correctionSeconds = correcting.seconds();
-  outcome.status = correction.status;
-  requireContent(correction, outcome.values, source);
+  outcome.code = ExitCode::Success;
   outcome.resultSize = correction.image.size();
   outcome.bounds = correction.bounds;
   outcome.centre = correction.centre;
@@ -150,9 +241,7 @@ void Corrector::run(CorrectOutcome& outcome) {
   const Stopwatch writing;
   stagePicture(outcome.output, correction.image);
   if (!gridded.empty()) {
-    const Correction preview = correct(outcome.values, gridded);
-    requireContent(preview, outcome.values, gridded);
-    stagePicture(settings_.preview, preview.image);
+    stagePreview(outcome, gridded);
   }
   if (!settings_.maps.empty()) {
     const SamplingMaps& maps = mapsFor(outcome.values, source.size());
@@ -161,6 +250,7 @@ void Corrector::run(CorrectOutcome& outcome) {
     });
   }
   outcome.writingSeconds = writing.seconds();
+  outcome.hasResult = true;
 }
 
 }  // namespace
@@ -185,7 +275,6 @@ ExitCode correctCommand(const CorrectSettings& settings) {
     outcome.output = names[i].string();
     try {
       corrector.run(outcome);
-      outcome.code = ExitCode::Success;
       if (!single) {
         outputs.commit();  // the images of a folder stand each for itself
       }
@@ -194,8 +283,10 @@ ExitCode correctCommand(const CorrectSettings& settings) {
       outputs.discard();
       outcome.code = error.code();
       outcome.message = error.what();
-      firstFailure = firstFailure == ExitCode::Success ? error.code() : firstFailure;
-      printMessage(tableLine(outcome));
+    }
+    if (outcome.code != ExitCode::Success) {
+      firstFailure = firstFailure == ExitCode::Success ? outcome.code : firstFailure;
+      printMessage(failureLine(outcome));
     }
   }
   if (!settings.report.empty()) {
@@ -203,8 +294,8 @@ ExitCode correctCommand(const CorrectSettings& settings) {
   }
   outputs.commit();
   for (const CorrectOutcome& outcome : outcomes) {
-    if (outcome.code == ExitCode::Success && !settings.quiet) {
-      std::cout << tableLine(outcome) << "\n" << std::flush;
+    if (outcome.hasResult && !settings.quiet) {
+      printLine(tableLine(outcome));
     }
   }
   return firstFailure;

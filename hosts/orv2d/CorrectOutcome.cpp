@@ -2,6 +2,7 @@
 #include "CorrectOutcome.h"
 
 #include "Console.h"
+#include "ImageIo.h"
 #include "Measure.h"
 
 namespace orv2d {
@@ -16,6 +17,8 @@ Json settingsJson(const CorrectSettings& settings, const CorrectionPlan& plan) {
           {"mode", modeName(plan.mode)},
           {"lens", textOrNull(settings.lensFile)},
           {"sharedMaps", plan.sharedMaps},
+          {"circle", textOrNull(plan.circle)},
+          {"mask", textOrNull(settings.mask)},
           {"maps", textOrNull(settings.maps)},
           {"preview", textOrNull(settings.preview)}};
 }
@@ -29,17 +32,27 @@ Json valuesJson(const LensValues& values) {
   return json;
 }
 
+Json contentJson(const KeptContent& kept) {
+  return {{"circle",
+           kept.circle ? Json{{"x", kept.circle->centre.x},
+                              {"y", kept.circle->centre.y},
+                              {"radius", kept.circle->radius},
+                              {"unit", "px"}}
+                       : Json()},
+          {"largestAngle", kept.within ? quantity(kept.within->angleDeg, "deg") : Json()}};
+}
+
 Json outcomeJson(const CorrectOutcome& outcome) {
-  const bool succeeded = outcome.code == ExitCode::Success;
   Json json = {{"file", outcome.file},
-               {"output", succeeded ? Json(outcome.output) : Json()},
+               {"output", outcome.hasResult ? Json(outcome.output) : Json()},
                {"exitCode", static_cast<int>(outcome.code)},
                {"status", outcome.status},
                {"message", outcome.message},
                {"source", sizeJson(outcome.sourceSize.width, outcome.sourceSize.height)},
                {"channels", outcome.channels},
-               {"parameters", valuesJson(outcome.values)}};
-  if (succeeded) {
+               {"parameters", valuesJson(outcome.values)},
+               {"content", contentJson(outcome.kept)}};
+  if (outcome.hasResult) {
     json["result"] = sizeJson(outcome.resultSize.width, outcome.resultSize.height);
     json["bounds"] = outcome.bounds ? Json{{"left", outcome.bounds->left},
                                            {"top", outcome.bounds->top},
@@ -60,10 +73,12 @@ Json outcomeJson(const CorrectOutcome& outcome) {
 
 }  // namespace
 
+std::string failureLine(const CorrectOutcome& outcome) {
+  const bool namesFile = outcome.message.find(inQuotes(outcome.file)) != std::string::npos;
+  return (namesFile ? "" : outcome.file + ": ") + outcome.message;
+}
+
 std::string tableLine(const CorrectOutcome& outcome) {
-  if (outcome.code != ExitCode::Success) {
-    return outcome.file + ": " + outcome.message;
-  }
   std::string line = outcome.file + " -> " + outcome.output + ": " +
                      std::to_string(outcome.resultSize.width) + " x " +
                      std::to_string(outcome.resultSize.height) + " px";

@@ -4,6 +4,7 @@
 #ifndef ORV2D_CORRECT_OUTCOME_H
 #define ORV2D_CORRECT_OUTCOME_H
 
+#include "ContentMask.h"
 #include "CorrectSettings.h"
 #include "Correction.h"
 #include "ExitCode.h"
@@ -19,11 +20,13 @@ struct CorrectOutcome {
   std::string output;
   ExitCode code = ExitCode::InternalError;
   std::string message = "success";
-  int status = 0;  ///< the library's; 0 also where it was not called
+  bool hasResult = false;  ///< written, or to be written with the other outputs
+  int status = 0;          ///< the library's; 0 also where it was not called
   cv::Size sourceSize;
   int channels = 0;
   cv::Size resultSize;
   LensValues values;
+  KeptContent kept;
   std::optional<PlaneBounds> bounds;
   std::optional<cv::Point2d> centre;
   double readingSeconds = 0.0;
@@ -31,7 +34,10 @@ struct CorrectOutcome {
   double writingSeconds = 0.0;
 };
 
-/// One line of the table for people.
+/// What went wrong, with the name of the image.
+std::string failureLine(const CorrectOutcome& outcome);
+
+/// One line of the table for people, of an image with a result.
 std::string tableLine(const CorrectOutcome& outcome);
 
 /// The JSON report; its fields are described in docs/orv2d.md.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "CorrectSettings.h"
 
+#include "ContentMask.h"
 #include "ExitCode.h"
 #include "LensFile.h"
 
@@ -28,14 +29,14 @@ std::string groupOf(const LensParameter& parameter) {
 std::string helpOf(const LensParameter& parameter) {
   std::ostringstream text;
   text << parameter.help;
-  if (parameter.kind == ValueKind::Radians) {
+  if (parameter.kind == ValueKind::kRadians) {
     text << "; radians, or degrees with the suffix deg";
-  } else if (parameter.kind == ValueKind::Degrees) {
+  } else if (parameter.kind == ValueKind::kDegrees) {
     text << "; degrees";
   }
-  if (parameter.defaultKind == DefaultKind::Required) {
+  if (parameter.defaultKind == DefaultKind::kRequired) {
     text << " (required)";
-  } else if (parameter.defaultKind == DefaultKind::Value) {
+  } else if (parameter.defaultKind == DefaultKind::kValue) {
     text << " (default " << parameter.fallback << ")";
   }
   return text.str();
@@ -50,7 +51,7 @@ void addParameters(CLI::App& command, CorrectSettings& settings) {
     const std::string name(parameter.name);
     command.add_option("--" + name, settings.given[name], helpOf(parameter))
         ->check(CLI::Validator(check, ""))
-        ->type_name(parameter.kind == ValueKind::Integer ? "INT" : "NUMBER")
+        ->type_name(parameter.kind == ValueKind::kInteger ? "INT" : "NUMBER")
         ->group(groupOf(parameter));
   }
 }
@@ -76,6 +77,25 @@ void addFiles(CLI::App& command, CorrectSettings& settings) {
       .add_option("--lens",
                   settings.lensFile,
                   "JSON file with mode and parameters; options given here win over it")
+      ->type_name("FILE");
+  command
+      .add_option("--circle",
+                  settings.circle,
+                  "Content is what lies in this circle, the rest is made black first. CX,CY,R: "
+                  "centre and radius in pixels. auto: the circle of a fisheye lens, found from the "
+                  "picture, and of it what the frame can show (square, range, fov)")
+      ->check(CLI::Validator(
+          [](const std::string& text) {
+            CircleChoice choice;
+            return parseCircle(text, choice);
+          },
+          ""))
+      ->type_name("CX,CY,R|auto");
+  command
+      .add_option("--mask",
+                  settings.mask,
+                  "Content is what is white in this grey picture of the images' size, the rest is "
+                  "made black first")
       ->type_name("FILE");
   command.add_option("--report", settings.report, "Also write a report of the run, JSON")
       ->type_name("FILE");
@@ -108,12 +128,13 @@ LensValues optionValues(const CorrectSettings& settings, CorrectMode mode) {
   return values;
 }
 
-bool isStereographic(CorrectMode mode) {
-  return mode == CorrectMode::Square || mode == CorrectMode::Range || mode == CorrectMode::Fov;
+/// Whether --output-size and --plane-half-extent are used.
+bool hasGrid(const CorrectSettings& settings, CorrectMode mode) {
+  return mode == CorrectMode::kRect || settings.sharedMaps || !settings.maps.empty();
 }
 
 void checkCombination(const CorrectSettings& settings, CorrectMode mode, const LensValues& given) {
-  if (settings.sharedMaps && mode != CorrectMode::Square) {
+  if (settings.sharedMaps && mode != CorrectMode::kSquare) {
     misuse("--shared-maps belongs to mode square, not to mode " + modeName(mode));
   }
   if (!settings.maps.empty() && !isStereographic(mode)) {
@@ -122,8 +143,8 @@ void checkCombination(const CorrectSettings& settings, CorrectMode mode, const L
   if (settings.images.size() > 1 && !(settings.maps.empty() && settings.preview.empty())) {
     misuse("--maps and --preview take a single image");
   }
-  const bool hasGrid = mode == CorrectMode::Rect || settings.sharedMaps || !settings.maps.empty();
-  if (!hasGrid && given.count("output-size") + given.count("plane-half-extent") > 0) {
+  if (!hasGrid(settings, mode) &&
+      given.count("output-size") + given.count("plane-half-extent") > 0) {
     misuse(
         "--output-size and --plane-half-extent belong to mode rect, --shared-maps and --maps; "
         "the plain square correction always takes 9200 x 9200 samples from -1 to 1");
@@ -186,8 +207,15 @@ CorrectionPlan planCorrection(const CorrectSettings& settings) {
   checkCombination(settings, *lens.mode, options);
   LensValues values = options;
   values.insert(lens.values.begin(), lens.values.end());
-  CorrectionPlan plan{*lens.mode, withDefaults(*lens.mode, values), settings.sharedMaps};
-  if (plan.mode == CorrectMode::Range) {
+  CorrectionPlan plan{*lens.mode,
+                      withDefaults(*lens.mode, values),
+                      settings.sharedMaps,
+                      settings.circle.empty() ? lens.circle : settings.circle};
+  if (!hasGrid(settings, plan.mode)) {
+    plan.values.erase("output-size");
+    plan.values.erase("plane-half-extent");
+  }
+  if (plan.mode == CorrectMode::kRange) {
     checkRange(plan.values);
   }
   return plan;

@@ -20,6 +20,8 @@ struct CorrectSettings {
   std::string mode;                          ///< empty: from the lens file
   std::string lensFile;                      ///< empty: none, also for the files below
   std::map<std::string, std::string> given;  ///< text per parameter; empty: not given
+  std::string circle;  ///< "CX,CY,R" or "auto"; empty: from the lens file, or none
+  std::string mask;
   std::string report;
   std::string maps;
   std::string preview;
@@ -30,9 +32,10 @@ struct CorrectSettings {
 
 /// The mode and its values, before what follows from an image.
 struct CorrectionPlan {
-  CorrectMode mode = CorrectMode::Square;
+  CorrectMode mode = CorrectMode::kSquare;
   LensValues values;
   bool sharedMaps = false;
+  std::string circle;  ///< as in `CorrectSettings`
 };
 
 /// Adds the command to `app`; parsing fills `settings`, which must outlive the parsing.

@@ -145,17 +145,17 @@ bool Correction::hasContent() const {
 
 Correction correctImage(CorrectMode mode, const LensValues& values, const cv::Mat& source) {
   switch (mode) {
-    case CorrectMode::Square:
+    case CorrectMode::kSquare:
       return correctSquare(values, source);
-    case CorrectMode::Range:
+    case CorrectMode::kRange:
       return correctRange(values, source);
-    case CorrectMode::Fov:
+    case CorrectMode::kFov:
       return correctFov(values, source);
-    case CorrectMode::Rect:
+    case CorrectMode::kRect:
       return correctRect(values, source);
-    case CorrectMode::Pinhole:
+    case CorrectMode::kPinhole:
       return correctPinhole(values, source);
-    case CorrectMode::View:
+    case CorrectMode::kView:
       return correctView(values, source);
   }
   return {};

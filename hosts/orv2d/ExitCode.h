@@ -20,6 +20,7 @@ enum class ExitCode {
   CamerasNotFinite = 5,
   OutputNotWritable = 6,
   NoCorrection = 7,
+  NoPreview = 8,
 };
 
 struct ExitCodeMeaning {
@@ -28,7 +29,7 @@ struct ExitCodeMeaning {
 };
 
 /// Every exit code with its sentence, for the help text.
-inline constexpr std::array<ExitCodeMeaning, 8> kExitCodes = {{
+inline constexpr std::array<ExitCodeMeaning, 9> kExitCodes = {{
     {ExitCode::Success, "success"},
     {ExitCode::InternalError, "internal error or out of memory"},
     {ExitCode::Usage, "wrong usage: an option, a value or a combination is not possible"},
@@ -37,6 +38,7 @@ inline constexpr std::array<ExitCodeMeaning, 8> kExitCodes = {{
     {ExitCode::CamerasNotFinite, "no montage: the camera estimate did not stay finite"},
     {ExitCode::OutputNotWritable, "an output cannot be written"},
     {ExitCode::NoCorrection, "no correction: the content is missing, cut off or broken"},
+    {ExitCode::NoPreview, "the result is written, but its preview could not be made"},
 }};
 
 /// What ends the program early: a sentence for the user and the code to exit with.

@@ -2,12 +2,14 @@
 #include "FailureReason.h"
 
 #include "Console.h"
+#include "ContentReach.h"
 #include "PlaneFrame.h"
 #include "SamplingMaps.h"
 
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <sstream>
 
 namespace orv2d {
@@ -106,6 +108,24 @@ std::string outsideReason(const PlaneFrame& frame) {
   return text.str();
 }
 
+/// What helps where content touches the border of the frame.
+std::string wayOut(CorrectMode mode, const ContentReach& reach, const cv::Mat& source) {
+  constexpr double kRim = 0.97;
+  constexpr double kNegligible = 0.001;
+  constexpr double kAnyRadius = 1e9;
+  const bool goesOn = contentShare(source, kRim * reach.fullRadius, kAnyRadius) > kNegligible;
+  const std::string widen = mode == CorrectMode::kRange
+                                ? "widen --min-angle-deg, --max-angle-deg or --margin-deg, or "
+                                : "widen --cone-angle-deg or --margin-percent, or ";
+  const double radius =
+      reach.contentRadius(source.size()) * std::min(source.cols, source.rows) / 2.0;
+  return (goesOn ? " and goes on past the half sphere, so that no frame holds it; "
+                 : "; " + widen) +
+         "keep only what lies within " + fixed(reach.angleDeg, 1) +
+         " degrees of the lens axis: --circle auto, or --circle " + fixed(source.cols / 2.0, 0) +
+         "," + fixed(source.rows / 2.0, 0) + "," + fixed(std::floor(radius), 0);
+}
+
 std::string stereographicReason(CorrectMode mode,
                                 const LensValues& values,
                                 const PlaneFrame& frame,
@@ -118,16 +138,16 @@ std::string stereographicReason(CorrectMode mode,
       return "no content lies in the frame; check --half-field-angle, --yaw and --pitch";
     }
   }
-  const std::string borders = mode == CorrectMode::Square ? "" : touchedBorders(axes);
+  const std::string borders = mode == CorrectMode::kSquare ? "" : touchedBorders(axes);
   if (!borders.empty()) {
-    return borders + (mode == CorrectMode::Range
-                          ? "; widen --min-angle-deg, --max-angle-deg or --margin-deg"
-                          : "; widen --cone-angle-deg or --margin-percent");
+    return borders + wayOut(mode, contentReach(mode, values, frame), source);
   }
   for (const Axis& axis : axes) {
     const std::string gap = gapOf(axis);
     if (!gap.empty()) {
-      return gap + "; black bands in the source must be filled or cut off first";
+      return gap +
+             "; fill or cut off black bands of the source, and leave out a dark rim with --circle "
+             "auto";
     }
   }
   return "the content is not one unbroken band of columns and rows inside the frame";
@@ -140,17 +160,17 @@ std::string failureReason(CorrectMode mode,
                           double halfExtent,
                           const cv::Mat& source) {
   switch (mode) {
-    case CorrectMode::Square:
+    case CorrectMode::kSquare:
       return stereographicReason(
           mode, values, {-halfExtent, halfExtent, -halfExtent, halfExtent}, source);
-    case CorrectMode::Range:
-    case CorrectMode::Fov: {
+    case CorrectMode::kRange:
+    case CorrectMode::kFov: {
       const PlaneFrame frame = planeFrame(mode, values);
-      return mode == CorrectMode::Fov && !frame.insideUnitSquare()
+      return mode == CorrectMode::kFov && !frame.insideUnitSquare()
                  ? outsideReason(frame)
                  : stereographicReason(mode, values, frame, source);
     }
-    case CorrectMode::Pinhole:
+    case CorrectMode::kPinhole:
       return "no pixel of the corrected image is brighter than 10; check --focal-x, --focal-y and "
              "the distortion coefficients";
     default:

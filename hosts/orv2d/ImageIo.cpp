@@ -98,6 +98,13 @@ std::string depthName(int depth) {
   return kNames.at(static_cast<std::size_t>(depth));
 }
 
+/// How to convert an image that is not accepted, with the options of ImageMagick's `convert`.
+std::string conversion(const fs::path& path, const std::string& options) {
+  const fs::path result = path.parent_path() / (path.stem().string() + "-converted.png");
+  return "; convert it first, for example with ImageMagick: convert " + inQuotes(path) + " " +
+         options + " " + inQuotes(result);
+}
+
 void writeTo(const fs::path& file,
              std::ios::openmode mode,
              const void* bytes,
@@ -121,10 +128,12 @@ void requireExistingFile(const fs::path& path) {
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
   if (!fs::exists(status)) {
-    unreadable(path, "no such file");
+    const bool isPattern = path.string().find_first_of("*?") != std::string::npos;
+    unreadable(path, isPattern ? "no file matches the pattern" : "no such file");
   }
   if (fs::is_directory(status)) {
-    unreadable(path, "it is a folder, an image file is expected");
+    unreadable(path,
+               "it is a folder; name the files in it, for example " + (path / "*.jpg").string());
   }
   if (!fs::is_regular_file(status)) {
     unreadable(path, "it is not a regular file");
@@ -136,17 +145,26 @@ cv::Mat readImage(const fs::path& path) {
   if (!std::ifstream(path, std::ios::binary)) {
     unreadable(path, "it cannot be opened for reading");
   }
+  std::error_code error;
+  if (fs::file_size(path, error) == 0) {
+    unreadable(path, "it is empty");
+  }
   cv::Mat image = decode(path);
   if (image.empty()) {
-    unreadable(path, "not an image, or a damaged one; PNG, TIFF, JPEG, BMP and the like are read");
+    unreadable(path,
+               cv::haveImageReader(path.string())
+                   ? "the image is damaged or cut off; copy or export it again"
+                   : "it is not an image; PNG, TIFF, JPEG, BMP and the like are read");
   }
   if (image.depth() != CV_8U) {
     unreadable(path,
-               "it has " + depthName(image.depth()) +
-                   " samples, 8-bit samples are expected; convert it first");
+               "it has " + depthName(image.depth()) + " samples, 8-bit samples are expected" +
+                   conversion(path, "-depth 8"));
   }
   if (image.channels() == 4) {
-    unreadable(path, "it has an alpha channel, grey or colour without one is expected");
+    unreadable(path,
+               "it has an alpha channel, grey or colour without one is expected" +
+                   conversion(path, "-background black -alpha remove -alpha off"));
   }
   if (image.channels() != 1 && image.channels() != 3) {
     unreadable(path, "it has " + std::to_string(image.channels()) + " channels, 1 or 3 expected");

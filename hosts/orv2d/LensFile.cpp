@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "LensFile.h"
 
+#include "ContentMask.h"
 #include "ExitCode.h"
 #include "ImageIo.h"
+#include "Suggestion.h"
 
 #include <nlohmann/json.hpp>
 
@@ -22,6 +24,14 @@ std::string textOf(const nlohmann::json& value) {
   return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
+std::vector<std::string> parameterNames() {
+  std::vector<std::string> names = {"mode", "circle", "name", "comment"};
+  for (const LensParameter& parameter : lensParameters()) {
+    names.emplace_back(parameter.name);
+  }
+  return names;
+}
+
 void readEntry(const std::string& path,
                const std::string& key,
                const nlohmann::json& value,
@@ -38,9 +48,20 @@ void readEntry(const std::string& path,
     lens.mode = modeOf(text);
     return;
   }
+  if (key == "circle") {
+    CircleChoice choice;
+    const std::string error = parseCircle(text, choice);
+    if (!error.empty()) {
+      refuse(path, "key 'circle': " + error);
+    }
+    lens.circle = text;
+    return;
+  }
   const LensParameter* parameter = findParameter(key);
   if (parameter == nullptr) {
-    refuse(path, "key '" + key + "' is unknown; see orv2d correct --help for the names");
+    refuse(path,
+           "key '" + key + "' is unknown" + suggestion(key, parameterNames()) +
+               "; see orv2d correct --help for the names");
   }
   const std::string error = parseValue(*parameter, text, lens.values[key]);
   if (!error.empty()) {

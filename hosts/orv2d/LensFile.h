@@ -14,11 +14,13 @@ namespace orv2d {
 struct Lens {
   std::optional<CorrectMode> mode;
   LensValues values;
+  std::string circle;  ///< as of --circle; empty: none
 };
 
 /// Reads a JSON object whose keys are parameter names; values are numbers, or strings for angles
-/// with the suffix "deg". "mode" names the mode; "name" and "comment" are for people. Parameters of
-/// other modes than the one in use are allowed, so that one file serves several.
+/// with the suffix "deg". "mode" names the mode, "circle" the content as --circle does; "name" and
+/// "comment" are for people. Parameters of other modes than the one in use are allowed, so that one
+/// file serves several.
 ///
 /// Throws `HostError` (unreadable input) naming the file and the key.
 Lens readLens(const std::string& path);

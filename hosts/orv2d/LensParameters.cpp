@@ -15,12 +15,12 @@ constexpr unsigned bit(CorrectMode mode) {
   return 1U << static_cast<unsigned>(mode);
 }
 
-constexpr unsigned kSquare = bit(CorrectMode::Square);
-constexpr unsigned kRange = bit(CorrectMode::Range);
-constexpr unsigned kFov = bit(CorrectMode::Fov);
-constexpr unsigned kRect = bit(CorrectMode::Rect);
-constexpr unsigned kPinhole = bit(CorrectMode::Pinhole);
-constexpr unsigned kView = bit(CorrectMode::View);
+constexpr unsigned kSquare = bit(CorrectMode::kSquare);
+constexpr unsigned kRange = bit(CorrectMode::kRange);
+constexpr unsigned kFov = bit(CorrectMode::kFov);
+constexpr unsigned kRect = bit(CorrectMode::kRect);
+constexpr unsigned kPinhole = bit(CorrectMode::kPinhole);
+constexpr unsigned kView = bit(CorrectMode::kView);
 constexpr unsigned kWideAngle = kSquare | kRange | kFov | kRect;
 
 constexpr double kTurn = 6.283185307179586;  // radians
@@ -30,13 +30,13 @@ constexpr double kMaxCoefficient = 1e6;
 constexpr double kMaxSide = 32766;  // OpenCV's remapping takes no larger side
 constexpr double kSquareSize = 9200;
 
-constexpr auto kNumber = ValueKind::Number;
-constexpr auto kInteger = ValueKind::Integer;
-constexpr auto kDegrees = ValueKind::Degrees;
-constexpr auto kRadians = ValueKind::Radians;
-constexpr auto kValue = DefaultKind::Value;
-constexpr auto kRequired = DefaultKind::Required;
-constexpr auto kFromImage = DefaultKind::FromImage;
+constexpr auto kNumber = ValueKind::kNumber;
+constexpr auto kInteger = ValueKind::kInteger;
+constexpr auto kDegrees = ValueKind::kDegrees;
+constexpr auto kRadians = ValueKind::kRadians;
+constexpr auto kValue = DefaultKind::kValue;
+constexpr auto kRequired = DefaultKind::kRequired;
+constexpr auto kFromImage = DefaultKind::kFromImage;
 
 std::vector<LensParameter> makeParameters() {
   const double c = kMaxCoefficient;
@@ -182,6 +182,10 @@ const std::vector<std::string>& modeNames() {
   return kNames;
 }
 
+bool isStereographic(CorrectMode mode) {
+  return mode == CorrectMode::kSquare || mode == CorrectMode::kRange || mode == CorrectMode::kFov;
+}
+
 std::string modeName(CorrectMode mode) {
   return modeNames().at(static_cast<std::size_t>(mode));
 }
@@ -248,11 +252,11 @@ LensValues withDefaults(CorrectMode mode, const LensValues& given) {
 }
 
 LensValues withImageDefaults(CorrectMode mode, LensValues values, const cv::Size& imageSize) {
-  if (mode == CorrectMode::Range || mode == CorrectMode::Fov) {
+  if (mode == CorrectMode::kRange || mode == CorrectMode::kFov) {
     const double sourceWidthsPerUnit =
         std::abs(values.at("linear")) / std::sin(values.at("half-field-angle"));
     values.emplace("pixels-per-unit", sourceWidthsPerUnit * imageSize.width);
-  } else if (mode == CorrectMode::Pinhole) {
+  } else if (mode == CorrectMode::kPinhole) {
     values.emplace("centre-x", (imageSize.width - 1) / 2.0);
     values.emplace("centre-y", (imageSize.height - 1) / 2.0);
   }

@@ -14,7 +14,10 @@
 
 namespace orv2d {
 
-enum class CorrectMode { Square, Range, Fov, Rect, Pinhole, View };
+enum class CorrectMode { kSquare, kRange, kFov, kRect, kPinhole, kView };
+
+/// Whether the mode renders a frame of the stereographic plane: square, range and fov.
+bool isStereographic(CorrectMode mode);
 
 /// The name of a mode on the command line.
 std::string modeName(CorrectMode mode);
@@ -26,16 +29,16 @@ const std::vector<std::string>& modeNames();
 CorrectMode modeOf(const std::string& name);
 
 enum class ValueKind {
-  Number,
-  Integer,
-  Degrees,  ///< the interface takes degrees; the suffix "deg" may be written
-  Radians,  ///< the interface takes radians; a number with the suffix "deg" is converted
+  kNumber,
+  kInteger,
+  kDegrees,  ///< the interface takes degrees; the suffix "deg" may be written
+  kRadians,  ///< the interface takes radians; a number with the suffix "deg" is converted
 };
 
 enum class DefaultKind {
-  Value,      ///< `fallback`
-  Required,   ///< no default
-  FromImage,  ///< computed from the image's size and the other values
+  kValue,      ///< `fallback`
+  kRequired,   ///< no default
+  kFromImage,  ///< computed from the image's size and the other values
 };
 
 struct LensParameter {

@@ -69,9 +69,9 @@ double PlaneFrame::halfExtent() const {
 
 PlaneFrame planeFrame(CorrectMode mode, const LensValues& values) {
   switch (mode) {
-    case CorrectMode::Range:
+    case CorrectMode::kRange:
       return rangeFrame(values);
-    case CorrectMode::Fov:
+    case CorrectMode::kFov:
       return fovFrame(values);
     default:
       return {};
@@ -79,11 +79,11 @@ PlaneFrame planeFrame(CorrectMode mode, const LensValues& values) {
 }
 
 void requirePossibleSize(CorrectMode mode, const LensValues& values) {
-  if (mode != CorrectMode::Range && mode != CorrectMode::Fov) {
+  if (mode != CorrectMode::kRange && mode != CorrectMode::kFov) {
     return;
   }
   const PlaneFrame frame = planeFrame(mode, values);
-  if (mode == CorrectMode::Fov && !frame.insideUnitSquare()) {
+  if (mode == CorrectMode::kFov && !frame.insideUnitSquare()) {
     return;  // the library refuses it with a reason of its own
   }
   constexpr double kMinSide = 2;

@@ -1,16 +1,19 @@
 // SPDX-License-Identifier: MIT
 /// @file
 /// orv2d: image montage and wide-angle correction from the command line.
+#include "CommandLine.h"
 #include "Console.h"
 #include "CorrectCommand.h"
 #include "ExitCode.h"
 #include "HelpFormat.h"
+#include "ImageIo.h"
 #include "MontageCommand.h"
 
 #include <CLI/CLI.hpp>
 #include <opencv2/core.hpp>
 #include <opencv2/core/utils/logger.hpp>
 
+#include <algorithm>
 #include <csignal>
 #include <memory>
 #include <new>
@@ -50,7 +53,6 @@ ExitCode run(int argc, char** argv) {
   CLI::App app("Image montage and wide-angle distortion correction", "orv2d");
   const std::string version = std::string("orv2d ") + ORV2D_VERSION + ", OpenCV " + CV_VERSION;
   app.set_version_flag("--version", version);
-  app.require_subcommand(0, 1);  // none: see below, with a clearer line than CLI11's
   app.formatter(std::make_shared<orv2d::HelpFormat>());  // the commands inherit it
   orv2d::MontageSettings montage;
   orv2d::CorrectSettings correct;
@@ -59,17 +61,19 @@ ExitCode run(int argc, char** argv) {
   for (CLI::App* part : {&app, montageApp, correctApp}) {
     part->footer(exitCodeHelp());
   }
+  const orv2d::Words words(argv + std::min(argc, 1), argv + argc);
+  orv2d::requireCommand(app, words);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& request) {
     app.exit(request);
     return ExitCode::Success;
   } catch (const CLI::ParseError& error) {
-    throw orv2d::HostError(ExitCode::Usage, std::string(error.what()) + "; see orv2d --help");
+    throw orv2d::HostError(ExitCode::Usage, orv2d::usageSentence(app, words, error));
   }
-  if (app.get_subcommands().empty()) {
-    throw orv2d::HostError(ExitCode::Usage,
-                           "no command; montage or correct is expected; see orv2d --help");
+  // A missing file or a folder is named before anything else is said of the images.
+  for (const auto* images : {&montage.images, &correct.images}) {
+    std::for_each(images->begin(), images->end(), orv2d::requireExistingFile);
   }
   return montageApp->parsed() ? orv2d::montageCommand(montage) : orv2d::correctCommand(correct);
 }

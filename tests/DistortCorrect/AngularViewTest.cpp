@@ -39,6 +39,17 @@ TEST(AngularView, EqualsThePlainLoopsAndKeepsTheBuffer) {
   }
 }
 
+TEST(AngularView, NarrowAndLowImagesEqualThePlainLoops) {
+  // Fewer pixels in a band than the search for the extent takes side by side.
+  for (const cv::Size size : {cv::Size(1, 1), {3, 2}, {2, 7}, {5, 3}, {3, 10925}, {15, 2185}}) {
+    SCOPED_TRACE(size);
+    cv::Mat image = noise(size.height, size.width, CV_8UC3, 5);
+    const cv::Mat expected = plain::angularView(image, {20.0, -10.0}, {90.0, 70.0}, 1.0, 0.1);
+    EXPECT_EQ(0, SterProject()({}, {20.0, -10.0}, {90.0, 70.0}, 1.0, 0.1, image));
+    EXPECT_TRUE(samePixels(image, expected));
+  }
+}
+
 TEST(AngularView, AViewWithoutTurnAndRadialTermIsTheTangentPlane) {
   // A plane point u on the axis lifts to 2u / (u^2 + 1) and projects back onto u.
   const Matrix3f identity{1, 0, 0, 0, 1, 0, 0, 0, 1};

@@ -2,8 +2,12 @@
 #include "DistortCorrect/ContentBounds.h"
 #include "DistortCorrect/Images.h"
 #include "DistortCorrect/PlainCorrection.h"
+#include "DistortCorrect/PlaneRendering.h"
+#include "Platform/CubicSampler.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 namespace ORV::Common::Algorithms::DistortCorrect {
 namespace {
@@ -58,6 +62,42 @@ TEST(ContentBounds, StrictScanWantsContentWhollyInside) {
   EXPECT_FALSE(accepts({5}));
   const ContentBounds bounds = *scanStrict({good, {0, 1, 0, 0}});
   EXPECT_EQ(bounds.rect(), cv::Rect(2, 1, 2, 1));
+}
+
+TEST(ContentProfile, OfAPictureSearchedInPassesAgreesWithTheWholePicture) {
+  cv::RNG random(13);
+  for (int round = 0; round < 8; ++round) {
+    SCOPED_TRACE(round);
+    const int type = round % 2 == 0 ? CV_8UC1 : CV_8UC3;
+    cv::Mat source = noise(random.uniform(50, 300), random.uniform(50, 300), type, random.next());
+    // So sparse that the averages of columns and rows lie about the least that counts.
+    source.setTo(cv::Scalar(), noise(source.rows, source.cols, CV_8UC1, random.next()) > 1);
+    const plain::View view{1.5, 0.0, random.uniform(0.8, 1.6), random.uniform(-0.4, 0.4)};
+    const std::vector<float> xs = plain::grid(-1.0F, 1.2F, random.uniform(700, 1200));
+    const std::vector<float> ys = plain::grid(-1.1F, 1.0F, random.uniform(700, 1200));
+    const Platform::CubicSampler sampler(source);
+    const PlanePicture picture(
+        PlaneProjection(Lift::kStereographic,
+                        LensModel(view.halfFieldAngle, view.cubicCoeff, view.linearCoeff),
+                        Orientation{view.yaw, view.pitch, view.roll},
+                        PixelAxis::ofHalfSize(source.cols),
+                        PixelAxis::ofHalfSize(source.rows)),
+        {xs, ys},
+        source,
+        [&](const cv::Mat& cols, const cv::Mat& rows, cv::Mat& tile) {
+          sampler.sample(cols, rows, tile);
+        });
+    const cv::Mat whole = plain::sampled(source, plain::maps(view, xs, ys, source.size()));
+    const auto content = [](Values values) {
+      std::transform(values.begin(), values.end(), values.begin(), [](int v) { return v > 0; });
+      return values;
+    };
+    const ContentProfile profile = picture.contentProfile();
+    EXPECT_EQ(content(profile.columns), content(plain::averages(whole, 0)));
+    EXPECT_EQ(content(profile.rows), content(plain::averages(whole, 1)));
+    const cv::Rect part(whole.cols / 5, whole.rows / 3, whole.cols / 2, whole.rows / 2);
+    EXPECT_TRUE(samePixels(picture.render(part), whole(part)));
+  }
 }
 
 TEST(ContentProfile, AveragesAreThoseOfReduce) {

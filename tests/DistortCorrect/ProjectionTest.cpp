@@ -214,6 +214,23 @@ TEST(PlaneFrame, ConeOfAHalfSphereJustFitsTheUnitSquare) {
   EXPECT_LT(turned.top, turned.bottom);
 }
 
+TEST(PlaneFrame, ConeIsRolledThenPitchedThenYawed) {
+  // A cone without width is the point opposite the lens axis: Ry(yaw) Rx(pitch) (0, 0, -1), which
+  // no roll moves; projected from (0, 0, 1).
+  const double yaw = 0.3;
+  const double pitch = -0.2;
+  const PlaneFrame point = frameOfCone({yaw, pitch, 0.7}, 0, 1e-9);
+  const double scale = 1.0 / (1.0 + std::cos(yaw) * std::cos(pitch));
+  EXPECT_NEAR(point.left, -std::sin(yaw) * std::cos(pitch) * scale, 1e-6);
+  EXPECT_NEAR(point.right, point.left, 1e-6);
+  EXPECT_NEAR(point.top, std::sin(pitch) * scale, 1e-6);
+  EXPECT_NEAR(point.bottom, point.top, 1e-6);
+  // The outline is narrower across its diagonals, where both tangents are those of h / sqrt(2).
+  const double h = 0.7;
+  const PlaneFrame rolled = frameOfCone({0.0, 0.0, 0.25 * CV_PI}, 0, 2.0 * h * 180.0 / CV_PI);
+  EXPECT_NEAR(rolled.right, std::sqrt(2.0) * std::tan(h / std::sqrt(2.0)), 1e-6);
+}
+
 TEST(PlaneFrame, PixelCountTruncatesAndRefusesWhatNoIntHolds) {
   EXPECT_EQ(pixelCount(1.999, 1.0), 1);
   EXPECT_EQ(pixelCount(-0.999, 1.0), 0);

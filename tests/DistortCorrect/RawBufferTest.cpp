@@ -155,8 +155,8 @@ TEST(Crop, CopiesTheRectangle) {
 TEST(RectProject, SamplesInsidePositionsAndCropsToTheFirstBand) {
   // Two bright columns on black: the crop ends where the first one ends.
   cv::Mat image = cv::Mat::zeros(101, 101, CV_8UC3);
-  image(cv::Rect(30, 40, 12, 20)) = cv::Scalar(10, 100, 200);
-  image(cv::Rect(60, 40, 12, 20)) = cv::Scalar::all(255);
+  image(cv::Rect(30, 35, 12, 20)) = cv::Scalar(10, 100, 200);
+  image(cv::Rect(60, 35, 12, 20)) = cv::Scalar::all(255);
   const cv::Mat source = image.clone();
   constexpr int kSize = 201;
   double yaw = 0.0;
@@ -185,10 +185,13 @@ TEST(RectProject, SamplesInsidePositionsAndCropsToTheFirstBand) {
   const plain::Bounds b =
       plain::lenientBounds(plain::averages(expected, 0), plain::averages(expected, 1));
   ASSERT_FALSE(b.unbroken);
-  const cv::Rect crop(b.left, b.top, b.right - b.left, image.rows);
-  ASSERT_EQ(image.cols, crop.width);
+  const std::vector<int> rows = plain::averages(expected, 1);  // unbroken, unlike the columns
+  const plain::Bounds vertical = plain::lenientBounds(rows, rows);
+  const cv::Rect crop(b.left, vertical.top, b.right - b.left, vertical.bottom - vertical.top);
+  ASSERT_EQ(image.size(), crop.size());
   EXPECT_LE(cv::norm(image, expected(crop), cv::NORM_INF), 1.0);
   EXPECT_EQ(yaw, ((kSize * 0.5 - crop.x) * 2 - crop.width) / crop.width);
+  EXPECT_EQ(pitch, ((kSize * 0.5 - crop.y) * 2 - crop.height) / crop.height);
 
   double regionYaw = 0.0;
   double regionPitch = 0.0;

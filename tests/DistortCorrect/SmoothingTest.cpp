@@ -10,7 +10,7 @@
 namespace ORV::Common::Algorithms::DistortCorrect {
 namespace {
 
-int smooth(cv::Mat& image, cv::Vec2f sigma, cv::Vec2i kernelSize) {
+bool smooth(cv::Mat& image, cv::Vec2f sigma, cv::Vec2i kernelSize) {
   return gaussianSmooth({image.data,
                          static_cast<std::ptrdiff_t>(image.step),
                          image.rows,
@@ -65,7 +65,7 @@ TEST(GaussianSmooth, EqualsThePlainLoopsForAnySizeKernelAndChannelCount) {
     const cv::Vec2f sigma(random.uniform(0.4F, 3.0F), random.uniform(0.4F, 3.0F));
     const cv::Vec2i kernelSize(random.uniform(0, 9), random.uniform(0, 9));
     const cv::Mat expected = plain::smoothed(image, sigma, kernelSize);
-    ASSERT_EQ(0, smooth(image, sigma, kernelSize));
+    ASSERT_TRUE(smooth(image, sigma, kernelSize));
     ASSERT_TRUE(samePixels(image, expected));
   }
 }
@@ -74,8 +74,8 @@ TEST(GaussianSmooth, KeepsToTheRegionOfALargerMatrix) {
   cv::Mat clone = noise(70, 33, CV_8UC3, 5);
   cv::Mat frame;
   cv::Mat region = asRegion(clone, frame);
-  ASSERT_EQ(0, smooth(clone, {1, 1}, {3, 3}));
-  ASSERT_EQ(0, smooth(region, {1, 1}, {3, 3}));
+  ASSERT_TRUE(smooth(clone, {1, 1}, {3, 3}));
+  ASSERT_TRUE(smooth(region, {1, 1}, {3, 3}));
   EXPECT_TRUE(samePixels(region, clone));
   EXPECT_TRUE(surroundingsUntouched(frame));
 }

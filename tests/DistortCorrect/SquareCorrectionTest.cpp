@@ -193,7 +193,7 @@ TEST(SquareCorrection, ConcurrentCallsDoNotDisturbEachOther) {
 TEST(SquareCorrection, PhotographOfAFisheyeLensAgrees) {
   const cv::Mat photo = cv::imread(MONTAGE_TEST_DATA "/fisheye/hall_circular.jpg");
   if (photo.empty()) {
-    GTEST_SKIP() << "no sample photographs";
+    GTEST_SKIP() << "photographs are missing in " MONTAGE_TEST_DATA;
   }
   const plain::View view{1.5, 0.0, 1.0, 0.2, -0.1, 0.05};
   expectSame(corrected(view, 1111, 1.0, photo.clone()), plain::square(view, 1111, 1.0, photo));

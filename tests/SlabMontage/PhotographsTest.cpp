@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <numeric>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,11 @@ struct SampleSet {
   int slabCount;
   double tolerancePx;  ///< of positions, where the truth is known
 };
+
+/// The name of a test must not hold the bytes of a pointer.
+void PrintTo(const SampleSet& set, std::ostream* out) {
+  *out << set.folder << ", " << set.slabCount << " slabs";
+}
 
 std::vector<cv::Mat> readImages(const fs::path& folder) {
   std::vector<fs::path> files;
@@ -74,7 +80,7 @@ INSTANTIATE_TEST_SUITE_P(Samples,
 TEST_P(Photographs, BecomeMontagesWithBothPipelines) {
   const fs::path folder = fs::path(MONTAGE_TEST_DATA) / GetParam().folder;
   if (!fs::exists(folder)) {
-    GTEST_SKIP() << folder << " is not there";
+    GTEST_SKIP() << "photographs are missing: no folder " << folder;
   }
   const std::vector<cv::Mat> images = readImages(folder);
   MontageOptions options;

@@ -45,11 +45,14 @@ HostTest::~HostTest() {
   fs::remove(folder_.string() + ".err", ignored);
 }
 
-RunResult HostTest::run(const std::string& arguments) const {
+RunResult HostTest::run(const std::string& arguments, int maxKilobytes) const {
   const std::string out = folder_.string() + ".out";
   const std::string err = folder_.string() + ".err";
-  const std::string command = "cd '" + folder_.string() + "' && '" ORV2D_PROGRAM "' " + arguments +
-                              " >'" + out + "' 2>'" + err + "'";
+  // The unit of the limit is 512 bytes.
+  const std::string limit =
+      maxKilobytes > 0 ? "ulimit -f " + std::to_string(2 * maxKilobytes) + " && " : "";
+  const std::string command = "cd '" + folder_.string() + "' && " + limit + "'" ORV2D_PROGRAM "' " +
+                              arguments + " >'" + out + "' 2>'" + err + "'";
   const int status = std::system(command.c_str());  // NOLINT(concurrency-mt-unsafe): one thread
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(out), linesOf(contentOf(err))};
 }

@@ -28,8 +28,9 @@ class HostTest : public ::testing::Test {
   HostTest(const HostTest&) = delete;
   HostTest& operator=(const HostTest&) = delete;
 
-  /// Runs the program with `arguments`, written as in a shell.
-  RunResult run(const std::string& arguments) const;
+  /// Runs the program with `arguments`, written as in a shell, where files may grow to
+  /// `maxKilobytes` only (0: to any size).
+  RunResult run(const std::string& arguments, int maxKilobytes = 0) const;
 
   [[nodiscard]] std::filesystem::path path(const std::string& name) const { return folder_ / name; }
   /// Names of all files and folders in the folder, hidden ones included.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 /// @file
-/// The imaging primitives' cubic remapping on matrices.
-#ifndef ORV_MONTAGE_DISTORT_CORRECT_VENDOR_REMAP_H
-#define ORV_MONTAGE_DISTORT_CORRECT_VENDOR_REMAP_H
+/// Cubic remapping that leaves what lies outside the source as it is.
+#ifndef ORV_MONTAGE_DISTORT_CORRECT_REMAP_INSIDE_H
+#define ORV_MONTAGE_DISTORT_CORRECT_REMAP_INSIDE_H
 
 #include "Platform/ImagingPrimitives.h"
 
@@ -15,13 +15,13 @@ namespace ORV::Common::Algorithms::DistortCorrect {
 /// @param[in] source  `CV_8UC1` or `CV_8UC3`.
 /// @param[in] mapCols,mapRows  `CV_32FC1` of the target's size.
 /// @param[in,out] target  type of the source; positions outside the source keep their value.
-inline void vendorRemap(const cv::Mat& source,
+inline void remapInside(const cv::Mat& source,
                         const cv::Mat& mapCols,
                         const cv::Mat& mapRows,
                         cv::Mat& target) {
   const auto remap =
       source.channels() == 1 ? Platform::ippiRemap_8u_C1R : Platform::ippiRemap_8u_C3R;
-  // The status is of no use: sizes and steps come from valid matrices.
+  // Only sizes and pointers could be refused, which the callers' interfaces trust: no status there.
   static_cast<void>(remap(source.ptr(),
                           {source.cols, source.rows},
                           static_cast<int>(source.step),
@@ -38,4 +38,4 @@ inline void vendorRemap(const cv::Mat& source,
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect
 
-#endif  // ORV_MONTAGE_DISTORT_CORRECT_VENDOR_REMAP_H
+#endif  // ORV_MONTAGE_DISTORT_CORRECT_REMAP_INSIDE_H

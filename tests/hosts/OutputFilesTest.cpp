@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+/// @file
+/// The promise of the output files: all of them, each complete, or none.
+#include "ExitCode.h"
+#include "ImageIo.h"
+#include "OutputFiles.h"
+#include "support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <map>
+
+namespace orv2d::tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+class OutputFilesTest : public ::testing::Test {
+ protected:
+  void write(const std::string& name, const std::string& text) {
+    outputs_.write(folder_ / name, [&](const fs::path& target, const fs::path& file) {
+      EXPECT_NE(target, file);
+      writeBytes(text.data(), text.size(), target, file);
+    });
+  }
+  void put(const std::string& name, const std::string& text) const {
+    std::ofstream(folder_ / name, std::ios::binary) << text;
+  }
+  /// Names and contents of the files that are seen in the folder; hidden ones count as "hidden".
+  [[nodiscard]] std::map<std::string, std::string> files() const {
+    std::map<std::string, std::string> contents;
+    for (const auto& entry : fs::directory_iterator(folder_.path())) {
+      const std::string name = entry.path().filename().string();
+      std::ifstream stream(entry.path(), std::ios::binary);
+      std::string& content = contents[name.front() == '.' ? "hidden" : name];
+      if (entry.is_regular_file()) {
+        content = {std::istreambuf_iterator<char>(stream), {}};
+      }
+    }
+    return contents;
+  }
+
+  const ORV::TestSupport::TemporaryFolder folder_;
+  OutputFiles outputs_;
+};
+
+using Files = std::map<std::string, std::string>;
+
+TEST_F(OutputFilesTest, ReplaceEarlierFilesTogetherAtTheCommit) {
+  put("a", "earlier");
+  write("a", "new");
+  write("b", "other");
+  EXPECT_EQ(files()["a"], "earlier");
+  EXPECT_EQ(files().count("b"), 0U);
+  outputs_.commit();
+  EXPECT_EQ(files(), (Files{{"a", "new"}, {"b", "other"}}));
+}
+
+TEST_F(OutputFilesTest, DiscardedOrFailedFilesNeverAppear) {
+  put("a", "earlier");
+  write("a", "given up");
+  outputs_.discard();
+  EXPECT_EQ(files(), (Files{{"a", "earlier"}}));
+  EXPECT_THROW(outputs_.write(folder_ / "a",
+                              [](const fs::path&, const fs::path& file) {
+                                std::ofstream(file) << "half";
+                                throw HostError(ExitCode::OutputNotWritable, "full");
+                              }),
+               HostError);
+  outputs_.discard();
+  write("b", "good");
+  outputs_.commit();
+  EXPECT_EQ(files(), (Files{{"a", "earlier"}, {"b", "good"}}));
+  {
+    OutputFiles abandoned;
+    abandoned.write(folder_ / "c", [](const fs::path&, const fs::path& file) {
+      std::ofstream(file) << "never committed";
+    });
+  }
+  EXPECT_EQ(files(), (Files{{"a", "earlier"}, {"b", "good"}}));
+}
+
+TEST_F(OutputFilesTest, AFailedCommitPutsEarlierFilesBackAndNewOnesAway) {
+  put("a", "earlier");
+  outputs_.plan(folder_ / "a", {});
+  outputs_.plan(folder_ / "b", {});
+  outputs_.plan(folder_ / "c", {});
+  write("a", "new");
+  write("b", "new");
+  write("c", "new");
+  fs::create_directory(folder_ / "c");  // in the way since it was planned
+  put("c/inside", "kept");
+  EXPECT_THROW(outputs_.commit(), HostError);
+  outputs_.discard();
+  EXPECT_EQ(files(), (Files{{"a", "earlier"}, {"c", ""}}));
+  EXPECT_TRUE(fs::exists(folder_ / "c/inside"));
+}
+
+TEST_F(OutputFilesTest, LinksAreFollowedAndNotReplaced) {
+  put("real", "earlier");
+  fs::create_symlink("real", folder_ / "link");
+  write("link", "new");
+  outputs_.commit();
+  EXPECT_TRUE(fs::is_symlink(folder_ / "link"));
+  EXPECT_EQ(files()["real"], "new");
+}
+
+}  // namespace
+}  // namespace orv2d::tests
