@@ -3,16 +3,143 @@
 
 #include <opencv2/imgcodecs.hpp>
 
+#include <array>
+#include <cstddef>
 #include <fstream>
+#include <iterator>
+#include <system_error>
+#include <vector>
 
 namespace montage {
+namespace {
 
-cv::Mat readImageFile(const std::filesystem::path& file) {
-  cv::Mat image = cv::imread(file.string(), cv::IMREAD_ANYCOLOR);
-  if (image.empty()) {
-    throw FileError(file, "not an image");
+namespace fs = std::filesystem;
+
+using Bytes = std::vector<unsigned char>;
+
+constexpr unsigned char kMarker = 0xFF;
+constexpr unsigned char kStartOfImage = 0xD8;
+constexpr unsigned char kEndOfImage = 0xD9;
+constexpr unsigned char kStartOfScan = 0xDA;
+constexpr unsigned char kFirstRestart = 0xD0;
+constexpr unsigned char kLastRestart = 0xD7;
+
+bool isJpeg(const Bytes& bytes) {
+  return bytes.size() > 2 && bytes[0] == kMarker && bytes[1] == kStartOfImage;
+}
+
+/// Whether the image ends with its own end marker. Decoders fill what is missing with grey and only
+/// print a warning. Segments before the pixels are skipped by their lengths: a preview within them
+/// has an end marker too.
+bool isCompleteJpeg(const Bytes& bytes) {
+  std::size_t at = 2;
+  bool inScan = false;
+  while (at + 1 < bytes.size()) {
+    const unsigned char code = bytes[at + 1];
+    if (bytes[at] != kMarker || code == 0 || code == kMarker ||
+        (code >= kFirstRestart && code <= kLastRestart)) {
+      if (bytes[at] != kMarker && !inScan) {
+        return true;  // not as the format has it: left to the decoder
+      }
+      ++at;
+    } else if (code == kEndOfImage) {
+      return true;
+    } else {
+      if (at + 3 >= bytes.size()) {
+        return false;
+      }
+      at += 2 + static_cast<std::size_t>(bytes[at + 2]) * 256 + bytes[at + 3];
+      inScan = inScan || code == kStartOfScan;
+    }
   }
-  return image;
+  return false;
+}
+
+Bytes readBytes(const fs::path& file) {
+  std::error_code error;
+  const fs::file_status status = fs::status(file, error);
+  if (!fs::exists(status)) {
+    throw FileError(file, "no such file");
+  }
+  if (!fs::is_regular_file(status)) {
+    throw FileError(file, "it is not a regular file");
+  }
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) {
+    throw FileError(file, "it cannot be opened for reading");
+  }
+  Bytes bytes(static_cast<std::size_t>(fs::file_size(file, error)));
+  if (error || (!bytes.empty() && !stream.read(reinterpret_cast<char*>(bytes.data()),  // NOLINT
+                                               static_cast<std::streamsize>(bytes.size())))) {
+    throw FileError(file, "it cannot be read");
+  }
+  if (bytes.empty()) {
+    throw FileError(file, "it is empty");
+  }
+  return bytes;
+}
+
+/// Decodes with the depth and the channels of the file; empty if that fails.
+cv::Mat decode(const fs::path& file, const Bytes& bytes) {
+  // Only a JPEG is asked for "any colour": that turns it upright, but would drop an alpha channel
+  // in the other formats, which is to be refused.
+  const int flags =
+      isJpeg(bytes) ? cv::IMREAD_ANYCOLOR | cv::IMREAD_ANYDEPTH : cv::IMREAD_UNCHANGED;
+  try {
+    return cv::imdecode(bytes, flags);
+  } catch (const cv::Exception& error) {
+    if (error.code == cv::Error::StsNoMem) {
+      throw;
+    }
+    throw FileError(file, "the decoder refuses it (" + error.err + ")");
+  }
+}
+
+std::string depthName(int depth) {
+  constexpr std::array<const char*, 8> kNames = {"8-bit",
+                                                 "signed 8-bit",
+                                                 "16-bit",
+                                                 "signed 16-bit",
+                                                 "32-bit integer",
+                                                 "32-bit float",
+                                                 "64-bit float",
+                                                 "16-bit float"};
+  return kNames.at(static_cast<std::size_t>(depth));
+}
+
+/// How to convert an image that is not accepted, with the options of ImageMagick's `convert`.
+std::string conversion(const fs::path& file, const std::string& options) {
+  const fs::path result = file.parent_path() / (file.stem().string() + "-converted.png");
+  return "; convert it first, for example with ImageMagick: convert '" + file.string() + "' " +
+         options + " '" + result.string() + "'";
+}
+
+}  // namespace
+
+cv::Mat readImageFile(const fs::path& file) {
+  const Bytes bytes = readBytes(file);
+  cv::Mat image = isJpeg(bytes) && !isCompleteJpeg(bytes) ? cv::Mat() : decode(file, bytes);
+  if (image.empty()) {
+    throw FileError(file,
+                    isJpeg(bytes) || cv::haveImageReader(file.string())
+                        ? "the image is damaged or cut off; copy or export it again"
+                        : "it is not an image; PNG, TIFF, JPEG, BMP and the like are read");
+  }
+  if (image.depth() != CV_8U) {
+    throw FileError(file,
+                    "it has " + depthName(image.depth()) +
+                        " samples, 8-bit samples are expected" + conversion(file, "-depth 8"));
+  }
+  if (image.channels() == 4) {
+    throw FileError(file,
+                    "it has an alpha channel, grey or colour without one is expected" +
+                        conversion(file, "-background black -alpha remove -alpha off"));
+  }
+  if (image.channels() != 1 && image.channels() != 3) {
+    throw FileError(file,
+                    "it has " + std::to_string(image.channels()) + " channels, 1 or 3 expected");
+  }
+  return image.isContinuous() ? image : image.clone();
 }
 
 }  // namespace montage
