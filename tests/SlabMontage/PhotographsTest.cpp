@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <numeric>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,11 @@ struct SampleSet {
   int slabCount;
   double tolerancePx;  ///< of positions, where the truth is known
 };
+
+/// In the names that test listings show.
+void PrintTo(const SampleSet& set, std::ostream* out) {
+  *out << set.folder;
+}
 
 std::vector<cv::Mat> readImages(const fs::path& folder) {
   std::vector<fs::path> files;
