@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Composition/MultiBandBlending.h"
 
+#include "Composition/BlendKernels.h"
 #include "Composition/ReflectedWindow.h"
 #include "Composition/WeightedLayer.h"
 #include "Platform/ParallelLoop.h"
@@ -47,9 +48,10 @@ struct MultiBandBlending::Layers {
   cv::Rect window;                   ///< in the montage
   std::vector<WeightedLayer> bands;  ///< from fine to coarse
 
-  Layers(const cv::Rect& area, int bandCount, int channels) : window(area) {
+  Layers(const cv::Rect& area, int bandCount, int channels, BlendArithmetic arithmetic)
+      : window(area) {
     for (int level = 0; level <= bandCount; ++level) {
-      bands.emplace_back(atLevel(window, level).size(), channels);
+      bands.emplace_back(atLevel(window, level).size(), channels, arithmetic);
     }
   }
 
@@ -67,8 +69,12 @@ struct MultiBandBlending::Layers {
   }
 };
 
-MultiBandBlending::MultiBandBlending(std::vector<PlacedMask> masks, cv::Size montage, int bandCount)
+MultiBandBlending::MultiBandBlending(std::vector<PlacedMask> masks,
+                                     cv::Size montage,
+                                     int bandCount,
+                                     BlendArithmetic arithmetic)
     : bandCount_(usefulBands(montage, bandCount)),
+      arithmetic_(arithmetic),
       paddedMontage_(roundedUp(montage.width, 1 << bandCount_),
                      roundedUp(montage.height, 1 << bandCount_)) {
   for (PlacedMask& mask : masks) {
@@ -110,7 +116,8 @@ void MultiBandBlending::blend(const WarpedImages& images,
                         cv::Size(roundedUp(tile.width, step), roundedUp(tile.height, step)));
   Layers layers(grown(padded, 2 * step) & cv::Rect(cv::Point(), paddedMontage_),
                 bandCount_,
-                pixels.channels());
+                pixels.channels(),
+                arithmetic_);
   for (std::size_t i = 0; i < images.size(); ++i) {
     add(images_[i], *images[i], layers);
   }
@@ -130,6 +137,11 @@ void MultiBandBlending::add(const FramedImage& framed,
     return;
   }
   cv::Mat finer = readReflected(image, framed.image.area.size(), source - corner);
+  if (arithmetic_ == BlendArithmetic::kFine) {
+    cv::Mat eighths;
+    finer.convertTo(eighths, CV_16S, 1 << kFineBits);
+    finer = eighths;
+  }
   cv::Mat coarser;
   cv::Mat enlarged;
   for (int level = 0; level <= bandCount_; ++level) {

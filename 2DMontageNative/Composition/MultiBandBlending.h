@@ -5,6 +5,7 @@
 #define ORV_MONTAGE_COMPOSITION_MULTI_BAND_BLENDING_H
 
 #include "Composition/TileBlending.h"
+#include "Composition/WeightedLayer.h"
 
 #include <algorithm>
 #include <vector>
@@ -21,7 +22,11 @@ namespace ORV::Common::Algorithms::Montage::Composition {
 class MultiBandBlending : public TileBlending {
  public:
   /// @param[in] bandCount  bands above the coarsest level; fewer are used for a tiny montage.
-  MultiBandBlending(std::vector<PlacedMask> masks, cv::Size montage, int bandCount);
+  /// @param[in] arithmetic  OpenCV's, or the finer one, whose pixels are the truer ones.
+  MultiBandBlending(std::vector<PlacedMask> masks,
+                    cv::Size montage,
+                    int bandCount,
+                    BlendArithmetic arithmetic);
 
   /// Large beside the margin that a tile's pyramids need.
   [[nodiscard]] int tileSide() const override { return std::max(kTileSide, 32 << bandCount_); }
@@ -50,6 +55,7 @@ class MultiBandBlending : public TileBlending {
   static constexpr int kTileSide = 512;
 
   int bandCount_;
+  BlendArithmetic arithmetic_;
   cv::Size paddedMontage_;  ///< sides are multiples of 2^bands
   std::vector<FramedImage> images_;
 };

@@ -85,7 +85,11 @@ std::unique_ptr<TileBlending> makeTileBlending(const BlendOptions& options,
     case BlendKind::kFeather:
       return std::make_unique<FeatherBlending>(std::move(masks), options.sharpness);
     case BlendKind::kMultiBand:
-      return std::make_unique<MultiBandBlending>(std::move(masks), montage, options.bands);
+      return std::make_unique<MultiBandBlending>(
+          std::move(masks),
+          montage,
+          options.bands,
+          options.fine ? BlendArithmetic::kFine : BlendArithmetic::kCut);
     default:
       return std::make_unique<OverlayBlending>(std::move(masks));
   }
