@@ -5,6 +5,7 @@
 #define ORV_MONTAGE_COMPOSITION_MULTI_BAND_BLENDING_H
 
 #include "Composition/TileBlending.h"
+#include "Composition/ValueBounds.h"
 #include "Composition/WeightedLayer.h"
 
 #include <algorithm>
@@ -46,11 +47,12 @@ class MultiBandBlending : public TileBlending {
     PlacedMask image;
     cv::Rect frame;                ///< in the montage; sides are multiples of 2^bands
     std::vector<cv::Mat> weights;  ///< of levels 1 and up, `CV_32FC1`, of the frame
+    NearCells near;  ///< where its values bound the montage's, for the fine arithmetic
   };
 
   [[nodiscard]] cv::Rect frameOf(const cv::Rect& area) const;
   void buildWeights(FramedImage& framed) const;
-  void add(const FramedImage& framed, const WarpedImage& image, Layers& layers) const;
+  void add(const FramedImage& framed, const WarpedImage* image, Layers& layers) const;
 
   static constexpr int kTileSide = 512;
 

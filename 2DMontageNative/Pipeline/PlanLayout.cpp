@@ -53,7 +53,9 @@ std::vector<PlaneComposer::Image> layOut(const MontagePlan& plan) {
                   : composition::placeWhole(warper, geometry, i, scaled, footprint, origin);
     images[i].projector = composition::planeProjectorOf(warper, placement);
     if (withSeams && plan.options.masksInsideImages) {
-      composition::keepInside(images[i].projector, footprint.tl(), scaled, placement.mask);
+      placement.inside = composition::runsInside(
+          images[i].projector, {footprint.tl(), placement.area.size()}, scaled);
+      composition::keepRuns(placement.inside, placement.mask);
     }
     images[i].placement = std::move(placement);
     images[i].gains = plan.images[i].gains;
