@@ -3,6 +3,7 @@
 
 #include "Composition.h"
 #include "Composition/CompositionImage.h"
+#include "Composition/ExposureGains.h"
 #include "Composition/PlaneFootprint.h"
 #include "Composition/ScaleTolerance.h"
 #include "Composition/SeamViews.h"
@@ -183,7 +184,8 @@ class Planner {
 
   [[nodiscard]] std::string whyNotOnPlane(const Candidate& candidate) const {
     const Camera& camera = candidate.camera;
-    const cv::Matx33d K(camera.focal, 0, camera.ppx, 0, camera.focal * camera.aspect, camera.ppy, 0, 0, 1);
+    const cv::Matx33d K(
+        camera.focal, 0, camera.ppx, 0, camera.focal * camera.aspect, camera.ppy, 0, 0, 1);
     const cv::Size size(cvRound(static_cast<double>(candidate.size.width) * scaler_.workScale),
                         cvRound(static_cast<double>(candidate.size.height) * scaler_.workScale));
     const double axis = axisAngle(camera.worldFromCamera);
@@ -271,19 +273,16 @@ class Planner {
       reduced_[c].release();
       plan_.images[c].seamFootprint = {views.corners[c], views.sizes[c]};
     }
-    Watcher gains(progress_, Stage::gains, 1);
-    composition::Compensate compensate(cv::detail::ExposureCompensator::GAIN_BLOCKS);
-    compensate.compensator->feed(views.corners, views.colour, views.masks);
-    gains.step();
+    const auto pairCount = static_cast<int>(composition::overlappingPairs(views).size());
+    Watcher gains(progress_, Stage::gains, pairCount);
+    const std::vector<cv::Mat> perBlock =
+        composition::exposureGains(views, [&gains] { gains.step(); });
     Watcher seams(progress_, Stage::seams, 1);
-    cv::detail::GraphCutSeamFinder(
-        static_cast<int>(cv::detail::GraphCutSeamFinderBase::COST_COLOR),
-        kTerminalCost,
-        kBadRegionPenalty)
+    cv::detail::GraphCutSeamFinder(static_cast<int>(cv::detail::GraphCutSeamFinderBase::COST_COLOR),
+                                   kTerminalCost,
+                                   kBadRegionPenalty)
         .find(views.inSinglePrecision(), views.corners, views.masks);
     seams.step();
-    std::vector<cv::Mat> perBlock;
-    compensate.compensator->getMatGains(perBlock);
     for (std::size_t c = 0; c < candidates_.size(); ++c) {
       plan_.images[c].seamMask = composition::widened(views.masks[c], options_.seamWidening);
       plan_.images[c].gains = perBlock[c];
@@ -340,7 +339,8 @@ class Planner {
     if (widths.empty()) {
       return 1;
     }
-    std::nth_element(widths.begin(), widths.begin() + static_cast<long>(widths.size() / 2), widths.end());
+    std::nth_element(
+        widths.begin(), widths.begin() + static_cast<long>(widths.size() / 2), widths.end());
     constexpr double kStructuresPerOverlap = 8.0;
     constexpr int kMostBands = 4;
     const double structure = widths[widths.size() / 2] / kStructuresPerOverlap;
@@ -411,11 +411,11 @@ cv::Point2d MontagePlan::montageFromImage(int index, cv::Point2d pixel) const {
   const bool reduced = !stages::Composition::countsAsFullResolution(composeScale - 1.0);
   const double scale = reduced ? composeScale : 1.0;
   const Camera& camera = planned->camera;
-  const cv::Vec3d ray = camera.worldFromCamera *
-                        cv::Vec3d(((pixel.x + 0.5) * scale - 0.5 - camera.ppx) / camera.focal,
-                                  ((pixel.y + 0.5) * scale - 0.5 - camera.ppy) /
-                                      (camera.focal * camera.aspect),
-                                  1.0);
+  const cv::Vec3d ray =
+      camera.worldFromCamera *
+      cv::Vec3d(((pixel.x + 0.5) * scale - 0.5 - camera.ppx) / camera.focal,
+                ((pixel.y + 0.5) * scale - 0.5 - camera.ppy) / (camera.focal * camera.aspect),
+                1.0);
   return {planeScale * ray[0] / ray[2] - origin.x, planeScale * ray[1] / ray[2] - origin.y};
 }
 
