@@ -4,6 +4,7 @@
 #include "Composition.h"
 #include "Composition/CompositionImage.h"
 #include "Composition/ExposureGains.h"
+#include "Composition/GraphCutSeams.h"
 #include "Composition/PlaneFootprint.h"
 #include "Composition/ScaleTolerance.h"
 #include "Composition/SeamViews.h"
@@ -19,7 +20,6 @@
 #include "Scaler/ResolutionScale.h"
 
 #include <opencv2/imgproc.hpp>
-#include <opencv2/stitching/detail/seam_finders.hpp>
 #include <opencv2/stitching/detail/util.hpp>
 
 #include <algorithm>
@@ -43,9 +43,6 @@ constexpr double kWidestCorner = 87.0 / kDegreesPerRadian;
 /// Seam views of all images together have at most this many pixels; wide views are stretched so much
 /// that the resolution is lowered.
 constexpr double kMostSeamPixels = 50e6;
-
-constexpr float kTerminalCost = 10000.0F;
-constexpr float kBadRegionPenalty = 1000.0F;
 
 std::size_t at(int index) {
   return static_cast<std::size_t>(index);
@@ -277,12 +274,9 @@ class Planner {
     Watcher gains(progress_, Stage::gains, pairCount);
     const std::vector<cv::Mat> perBlock =
         composition::exposureGains(views, [&gains] { gains.step(); });
-    Watcher seams(progress_, Stage::seams, 1);
-    cv::detail::GraphCutSeamFinder(static_cast<int>(cv::detail::GraphCutSeamFinderBase::COST_COLOR),
-                                   kTerminalCost,
-                                   kBadRegionPenalty)
-        .find(views.inSinglePrecision(), views.corners, views.masks);
-    seams.step();
+    Watcher seams(progress_, Stage::seams, pairCount);
+    composition::cutSeams(
+        views, [&seams] { seams.step(); }, [&seams] { seams.poll(); });
     for (std::size_t c = 0; c < candidates_.size(); ++c) {
       plan_.images[c].seamMask = composition::widened(views.masks[c], options_.seamWidening);
       plan_.images[c].gains = perBlock[c];
