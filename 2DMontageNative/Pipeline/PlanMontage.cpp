@@ -5,6 +5,7 @@
 #include "Composition/CompositionImage.h"
 #include "Composition/PlaneFootprint.h"
 #include "Composition/ScaleTolerance.h"
+#include "Composition/SeamFootprints.h"
 #include "Composition/SeamViews.h"
 #include "Pipeline/Adjust.h"
 #include "Pipeline/Crop.h"
@@ -417,6 +418,16 @@ cv::Point2d MontagePlan::montageFromImage(int index, cv::Point2d pixel) const {
                                       (camera.focal * camera.aspect),
                                   1.0);
   return {planeScale * ray[0] / ray[2] - origin.x, planeScale * ray[1] / ray[2] - origin.y};
+}
+
+std::vector<cv::Point> MontagePlan::footprintCentres() const {
+  std::vector<cv::Point> corners;
+  std::vector<cv::Size> sizes;
+  for (const PlannedImage& image : images) {
+    corners.push_back(image.seamFootprint.tl());
+    sizes.push_back(image.seamFootprint.size());
+  }
+  return composition::footprintCentresOf(corners, sizes, seamScale);
 }
 
 }  // namespace montage

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 /// @file
-/// `orv2d montage`: overlapping images become one montage per slab.
+/// `orv2d montage` and `orv2d compose`: overlapping images become one montage per slab.
 #ifndef ORV2D_MONTAGE_COMMAND_H
 #define ORV2D_MONTAGE_COMMAND_H
 
@@ -9,8 +9,10 @@
 
 namespace orv2d {
 
-/// Runs the command; failures that have a sentence are `HostError`.
+/// Run a command; failures that have a sentence are `HostError`. However the run ends, unless it is
+/// stopped, the report and the registration that were asked for are written.
 ExitCode montageCommand(const MontageSettings& settings);
+ExitCode composeCommand(const MontageSettings& settings);
 
 }  // namespace orv2d
 

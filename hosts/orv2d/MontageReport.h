@@ -4,14 +4,16 @@
 #ifndef ORV2D_MONTAGE_REPORT_H
 #define ORV2D_MONTAGE_REPORT_H
 
-#include "MontageResult.h"
+#include "MontageOutcome.h"
 #include "MontageSettings.h"
 #include "Report.h"
 
 namespace orv2d {
 
-/// The report of a run of any status; without success no image has a flag or a position.
-Json montageReport(const MontageSettings& settings, const MontageResult& result);
+/// The report of a run however it ended, as far as it came.
+Json montageReport(const std::string& command,
+                   const MontageSettings& settings,
+                   const MontageOutcome& outcome);
 
 }  // namespace orv2d
 

@@ -1,92 +1,80 @@
 // SPDX-License-Identifier: MIT
 #include "MontageSettings.h"
 
-#include "Checks.h"
 #include "Console.h"
 #include "ExitCode.h"
 #include "ImageIo.h"
 
+#include <array>
+#include <utility>
+
 namespace orv2d {
 namespace {
 
-constexpr int kMaxSlabs = 10000;
 constexpr int kMinImages = 2;
 
-void addResolutions(CLI::App& command, MontageSettings& settings) {
-  command
-      .add_option("--registration-mp",
-                  settings.registrationMp,
-                  "Resolution of feature finding and camera estimation, megapixels; -1 for full")
-      ->check(megapixelCheck());
-  command
-      .add_option("--seam-mp",
-                  settings.seamMp,
-                  "Resolution of seam finding and exposure gains, megapixels; -1 for full")
-      ->check(megapixelCheck());
-  command
-      .add_option("--compose-mp",
-                  settings.composeMp,
-                  "Size that every image is reduced to in the montage, megapixels; -1 for full")
-      ->check(megapixelCheck());
+template <class Value, std::size_t Count>
+Value valueOf(const std::array<std::pair<const char*, Value>, Count>& names,
+              const std::string& name) {
+  for (const auto& [each, value] : names) {
+    if (name == each) {
+      return value;
+    }
+  }
+  throw HostError(ExitCode::Usage, "'" + name + "' is not known");
 }
 
-void addFiles(CLI::App& command, MontageSettings& settings) {
-  command
-      .add_option("IMAGE",
-                  settings.images,
-                  "Overlapping 8-bit images of one size, grey or colour; slab after slab")
-      ->type_name("FILE")
-      ->required();
-  command
-      .add_option("-o,--output",
-                  settings.output,
-                  "Montage to write (.png, .tif or .jpg). With several slabs {slab}, %d or %03d in "
-                  "the name stands for the slab's number from 0; else _slabN is appended")
-      ->type_name("FILE")
-      ->required();
-  command.add_option("--report", settings.report, "Also write a report of the run, JSON")
-      ->type_name("FILE");
-  command
-      .add_option("--overlay",
-                  settings.overlay,
-                  "Also write the montage of slab 0 with the images' positions and numbers")
-      ->type_name("FILE");
-}
+using montage::Background;
+using montage::Crop;
+using montage::Preset;
+using montage::Straighten;
+
+constexpr std::array<std::pair<const char*, Preset>, 3> kPresets = {
+    {{"picture", Preset::picture}, {"basic", Preset::basic}, {"diagnostic", Preset::diagnostic}}};
+constexpr std::array<std::pair<const char*, Crop>, 3> kCrops = {
+    {{"none", Crop::none}, {"content", Crop::content}, {"inner", Crop::inner}}};
+constexpr std::array<std::pair<const char*, Background>, 3> kBackgrounds = {
+    {{"black", Background::black},
+     {"white", Background::white},
+     {"transparent", Background::transparent}}};
+constexpr std::array<std::pair<const char*, Straighten>, 4> kStraightens = {
+    {{"auto", Straighten::automatic},
+     {"horizontal", Straighten::horizontal},
+     {"vertical", Straighten::vertical},
+     {"none", Straighten::none}}};
 
 }  // namespace
 
-CLI::App* addMontageCommand(CLI::App& app, MontageSettings& settings) {
-  CLI::App& command =
-      *app.add_subcommand("montage", "Join overlapping images into one montage per slab");
-  addFiles(command, settings);
-  command.option_defaults()->always_capture_default();  // of the options that have a default
-  command
-      .add_option("--slabs",
-                  settings.slabs,
-                  "Number of slabs: image sets in register, for example colour channels. Slab 0 is "
-                  "registered, all are composed alike")
-      ->check(CLI::Range(1, kMaxSlabs));
-  command
-      .add_option("--pipeline",
-                  settings.pipeline,
-                  "diagnostic: feather blending, brightness normalised, quality figures. basic: "
-                  "horizon straightened, multi-band blending, brightness kept")
-      ->check(CLI::IsMember({"diagnostic", "basic"}));
-  addResolutions(command, settings);
-  command
-      .add_option(
-          "--seams",
-          settings.seams,
-          "graphcut: cut overlaps where they differ least, equalise exposure. none: neither")
-      ->check(CLI::IsMember({"graphcut", "none"}));
-  command.add_flag("--no-blend", settings.noBlend, "Let later images cover earlier ones");
-  command.add_flag("--try-gpu", settings.tryGpu, "Let OpenCV use a GPU where it was built for one");
-  command.add_flag("--grey", settings.grey, "Turn all images to grey first");
-  command.add_flag("--quiet", settings.quiet, "No progress and no table; errors only");
-  return &command;
+montage::Preset MontageSettings::preset() const {
+  return valueOf(kPresets, pipeline);
 }
 
-void validate(const MontageSettings& settings) {
+montage::RegisterOptions MontageSettings::registerOptions() const {
+  montage::RegisterOptions options = montage::registerOptions(preset());
+  options.features.megapixels = registrationMp;
+  options.keepMatches = keepMatches;
+  return options;
+}
+
+montage::PlanOptions MontageSettings::planOptions() const {
+  montage::PlanOptions options = montage::planOptions(preset());
+  options.seams = seams == "none" ? montage::Seams::none : montage::Seams::graphCut;
+  options.blending = noBlend ? montage::Blending::none : options.blending;
+  options.seamMegapixels = seamMp;
+  options.composeMegapixels = composeMp;
+  options.crop = valueOf(kCrops, crop);
+  options.background = valueOf(kBackgrounds, background);
+  options.straighten = straighten.empty() ? options.straighten : valueOf(kStraightens, straighten);
+  options.maxMegapixels = maxSizeMp;
+  return options;
+}
+
+std::vector<std::string> MontageSettings::imagesOfSlab(int slab) const {
+  const auto first = images.begin() + std::ptrdiff_t{slab} * constituentCount();
+  return {first, first + constituentCount()};
+}
+
+void requireWholeSlabs(const MontageSettings& settings) {
   const std::size_t count = settings.images.size();
   const auto slabs = static_cast<std::size_t>(settings.slabs);
   if (count % slabs != 0) {
@@ -100,9 +88,22 @@ void validate(const MontageSettings& settings) {
                     counted(count, "image") + " in " + counted(slabs, "slab") +
                         ": a montage needs at least two images per slab");
   }
+}
+
+void requirePossibleOutputs(const MontageSettings& settings) {
   requireImageFormat(settings.output);
   if (!settings.overlay.empty()) {
     requireImageFormat(settings.overlay);
+  }
+  if (settings.background == "transparent" && isJpegName(settings.output)) {
+    throw HostError(ExitCode::Usage,
+                    "--background transparent: a JPEG such as " + inQuotes(settings.output) +
+                        " cannot be transparent; a name that ends in .png, .tif or .tiff is "
+                        "expected");
+  }
+  if (settings.quality && !isJpegName(settings.output) && !isJpegName(settings.overlay)) {
+    throw HostError(ExitCode::Usage,
+                    "--quality is that of a JPEG, and " + inQuotes(settings.output) + " is none");
   }
 }
 

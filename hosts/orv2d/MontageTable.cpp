@@ -2,118 +2,96 @@
 #include "MontageTable.h"
 
 #include "Console.h"
-#include "ImageIo.h"
-
-#include <array>
-#include <iomanip>
-#include <sstream>
+#include "RegistrationTable.h"
+#include "TextTable.h"
 
 namespace orv2d {
 namespace {
 
-void printImages(const MontageSettings& settings, const MontageResult& result, std::ostream& out) {
-  out << "image  used   x [px]   y [px]  file\n";
-  for (std::size_t i = 0; i < result.used.size(); ++i) {
-    const bool used = result.used[i] != 0;
-    out << std::setw(5) << i << std::setw(6) << (used ? "yes" : "no");
-    if (used) {
-      out << std::setw(9) << result.positions[i].x << std::setw(9) << result.positions[i].y;
-    } else {
-      out << std::setw(9) << "-" << std::setw(9) << "-";
-    }
-    out << "  " << settings.images[i] << "\n";
+const char* positionNote(montage::Preset preset) {
+  switch (preset) {
+    case montage::Preset::picture:
+      return "x, y: centre of the image in the montage, pixels";
+    case montage::Preset::basic:
+      return "x, y: top-left corner of the warped image on the montage plane, pixels of the "
+             "montage; may be negative";
+    case montage::Preset::diagnostic:
+      return "x, y: centre of the warped image, full-resolution pixels from the top-left corner of "
+             "all images";
   }
-  out << (settings.diagnostic()
-              ? "x, y: centre of the warped image, full-resolution pixels from the top-left corner "
-                "of all images\n"
-              : "x, y: top-left corner of the warped image on the montage plane, pixels of the "
-                "montage; may be negative\n");
+  return "";
 }
 
-struct Row {
-  const char* name;
-  double value;
-  int decimals;
-  const char* unit;
-};
-
-void printFigures(const QualityFigures& quality, std::ostream& out) {
-  constexpr double kDegreesPerRadian = 57.29577951308232;
-  const std::array<Row, 4> rows = {
-      {{"projection error, rms", quality.projectionErrorRms, 3, "px at registration resolution"},
-       {"focal length, mean", quality.focalMean, 1, "px at registration resolution"},
-       {"focal length, range", quality.focalRange, 1, "px at registration resolution"},
-       {"largest rotation", quality.rotationMax * kDegreesPerRadian, 2, "degrees"}}};
+void printImagesAndFigures(const MontageSettings& settings,
+                           const MontageOutcome& outcome,
+                           std::ostream& out) {
+  const std::map<int, Position> positions = positionsOf(settings.preset(), *outcome.plan);
+  TextTable table({"image", "<verdict", "x [px]", "y [px]", "rms [px]", "<file", "<reason"});
+  for (int i = 0; i < static_cast<int>(outcome.registration->images.size()); ++i) {
+    const montage::RegisteredImage& image =
+        outcome.registration->images[static_cast<std::size_t>(i)];
+    const ImageVerdict verdict = verdictOf(outcome, i);
+    const auto at = positions.find(i);
+    const bool placed = at != positions.end();
+    table.add({std::to_string(i),
+               verdict.name,
+               placed ? fixed(at->second.reported.x, 0) : "-",
+               placed ? fixed(at->second.reported.y, 0) : "-",
+               placed ? fixed(image.rms, 2) : "-",
+               image.name,
+               verdict.reason});
+  }
+  table.print(out);
+  out << positionNote(settings.preset())
+      << "\nrms: reprojection error, pixels at registration resolution\n\n";
+  printFigures(*outcome.registration, out);
   out << "\n";
-  for (const Row& row : rows) {
-    out << std::left << std::setw(22) << row.name << std::right << std::setw(11)
-        << fixed(row.value, row.decimals) << "  " << row.unit << "\n";
-  }
 }
 
-void printMontages(const MontageResult& result, std::ostream& out) {
-  out << "\n";
-  for (std::size_t slab = 0; slab < result.montages.size(); ++slab) {
-    const cv::Mat& montage = result.montages[slab];
-    out << "montage of slab " << slab << ": " << montage.cols << " x " << montage.rows << " px, "
-        << (montage.channels() == 1 ? "grey" : "colour") << ", "
-        << result.montageFiles[slab].string() << "\n";
-  }
+std::string sizeText(cv::Size size) {
+  return std::to_string(size.width) + " x " + std::to_string(size.height) + " px";
 }
 
-const char* const kOverlapAdvice =
-    "try images that share a third or more of their picture, taken from one place";
+std::string megabytes(std::uint64_t bytes) {
+  constexpr double kBytesPerMegabyte = 1e6;
+  return fixed(static_cast<double>(bytes) / kBytesPerMegabyte, 0) + " MB";
+}
 
-std::string registrationAdvice(const MontageSettings& settings) {
-  if (settings.registrationMp < 0.0) {
-    return "or a registration at lower resolution, for example --registration-mp 0.6";
+const char* colourOf(int channels) {
+  switch (channels) {
+    case 1:
+      return "grey";
+    case 3:
+      return "colour";
+    default:
+      return "colour with transparency";
   }
-  std::ostringstream advice;
-  advice << "or --registration-mp higher than " << settings.registrationMp
-         << " (-1 for full resolution)";
-  return advice.str();
 }
 
 }  // namespace
 
-void printTable(const MontageSettings& settings, const MontageResult& result, std::ostream& out) {
-  printImages(settings, result, out);
-  if (result.quality) {
-    printFigures(*result.quality, out);
+void printTable(const MontageSettings& settings, const MontageOutcome& outcome, std::ostream& out) {
+  printImagesAndFigures(settings, outcome, out);
+  for (std::size_t slab = 0; slab < outcome.montages.size(); ++slab) {
+    const WrittenMontage& montage = outcome.montages[slab];
+    out << "montage of slab " << slab << ": " << sizeText(montage.size) << ", "
+        << colourOf(montage.channels) << ", " << escaped(montage.file.string()) << "\n";
   }
-  printMontages(result, out);
-  out << "reading " << fixed(result.times.reading, 2) << " s, montage "
-      << fixed(result.times.montage, 2) << " s, writing " << fixed(result.times.writing, 2)
+  const PhaseTimes& times = outcome.times;
+  out << "registration " << fixed(times.registration, 2) << " s, plan " << fixed(times.plan, 2)
+      << " s, composing " << fixed(times.compose, 2) << " s, writing " << fixed(times.writing, 2)
       << " s\n"
       << std::flush;
 }
 
-std::string leftOutNote(const MontageSettings& settings, const MontageResult& result) {
-  std::string names;
-  for (std::size_t i = 0; i < result.used.size(); ++i) {
-    if (result.used[i] == 0) {
-      names += (names.empty() ? "" : ", ") + inQuotes(settings.images[i]);
-    }
-  }
-  if (names.empty()) {
-    return {};
-  }
-  return "left out, because nothing connects them to the others: " + names + "; " + kOverlapAdvice +
-         ", " + registrationAdvice(settings);
-}
-
-std::string failureNote(const MontageSettings& settings, const MontageResult& result) {
-  const std::string count = counted(result.used.size(), "image");
-  if (result.status == 1) {
-    return "no montage: fewer than two of the " + count + " connect; " + kOverlapAdvice + ", " +
-           registrationAdvice(settings);
-  }
-  if (result.status == 2) {
-    return "no montage: the camera estimate of the " + count +
-           " did not stay finite; try without images that show the same view twice, " +
-           registrationAdvice(settings);
-  }
-  return "no montage: " + result.message;
+void printPlan(const MontageSettings& settings, const MontageOutcome& outcome, std::ostream& out) {
+  printImagesAndFigures(settings, outcome, out);
+  const montage::Estimate& estimate = outcome.plan->estimate;
+  out << "montage: " << sizeText(outcome.plan->size) << ", " << megabytes(estimate.montageBytes)
+      << " of samples per slab\n"
+      << "composing takes up to " << megabytes(estimate.memoryBytes) << " of memory and about "
+      << fixed(estimate.seconds, 1) << " s per slab; nothing is written\n"
+      << std::flush;
 }
 
 }  // namespace orv2d

@@ -4,7 +4,7 @@
 #ifndef ORV2D_MONTAGE_TABLE_H
 #define ORV2D_MONTAGE_TABLE_H
 
-#include "MontageResult.h"
+#include "MontageOutcome.h"
 #include "MontageSettings.h"
 
 #include <ostream>
@@ -12,13 +12,10 @@
 namespace orv2d {
 
 /// Writes the table of images, the figures, the sizes and the times of a successful run.
-void printTable(const MontageSettings& settings, const MontageResult& result, std::ostream& out);
+void printTable(const MontageSettings& settings, const MontageOutcome& outcome, std::ostream& out);
 
-/// The sentence about the images that were left out and what to try; empty if all were used.
-std::string leftOutNote(const MontageSettings& settings, const MontageResult& result);
-
-/// The sentence that says why there is no montage and what to try, for a status other than 0.
-std::string failureNote(const MontageSettings& settings, const MontageResult& result);
+/// Writes the table of images and what composing would give and take.
+void printPlan(const MontageSettings& settings, const MontageOutcome& outcome, std::ostream& out);
 
 }  // namespace orv2d
 

@@ -72,10 +72,15 @@ void drawMark(cv::Mat& image, const Mark& mark, MarkKind kind, const Pen& pen) {
 
 cv::Mat drawOverlay(const cv::Mat& montage, const std::vector<Mark>& marks, MarkKind kind) {
   cv::Mat picture;
-  if (montage.channels() == 1) {
-    cv::cvtColor(montage, picture, cv::COLOR_GRAY2BGR);
-  } else {
-    picture = montage.clone();
+  switch (montage.channels()) {
+    case 1:
+      cv::cvtColor(montage, picture, cv::COLOR_GRAY2BGR);
+      break;
+    case 3:
+      picture = montage.clone();
+      break;
+    default:
+      cv::cvtColor(montage, picture, cv::COLOR_BGRA2BGR);
   }
   const Pen pen(picture.size());
   for (const Mark& mark : marks) {

@@ -18,7 +18,7 @@ struct Mark {
   cv::Point position;  ///< pixels of the montage
 };
 
-/// A colour copy of `montage` (`CV_8UC1` or `CV_8UC3`) of the same size, with every mark and its
+/// A colour copy of `montage` (8-bit, grey, colour or with transparency) of the same size, with every mark and its
 /// number; the drawing grows with the picture.
 cv::Mat drawOverlay(const cv::Mat& montage, const std::vector<Mark>& marks, MarkKind kind);
 
