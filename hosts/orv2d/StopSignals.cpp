@@ -8,25 +8,37 @@
 namespace orv2d {
 namespace {
 
+/// One press of Ctrl-C can arrive twice, from the terminal and from a program around this one.
+constexpr int kPatience = 2;
+
 std::atomic<int> signalReceived{0};
+std::atomic<int> signalCount{0};
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may take no lock");
 
 void note(int signal) {
   int none = 0;
   signalReceived.compare_exchange_strong(none, signal);
-  std::signal(signal, SIG_DFL);  // the next one does not wait
+  if (++signalCount >= kPatience) {
+    std::signal(signal, SIG_DFL);
+  }
 }
 
 }  // namespace
 
 StopSignals::StopSignals() {
-  std::signal(SIGINT, note);
-  std::signal(SIGTERM, note);
+  for (const int signal : {SIGINT, SIGTERM}) {
+    if (std::signal(signal, note) == SIG_IGN) {
+      std::signal(signal, SIG_IGN);  // as a shell has it for what runs in the background
+    }
+  }
 }
 
 StopSignals::~StopSignals() {
-  std::signal(SIGINT, SIG_DFL);
-  std::signal(SIGTERM, SIG_DFL);
+  for (const int signal : {SIGINT, SIGTERM}) {
+    if (std::signal(signal, SIG_DFL) == SIG_IGN) {
+      std::signal(signal, SIG_IGN);
+    }
+  }
 }
 
 int StopSignals::received() {

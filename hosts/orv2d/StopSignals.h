@@ -6,8 +6,8 @@
 
 namespace orv2d {
 
-/// While it lives, SIGINT and SIGTERM are noted instead of ending the program; a second one of the
-/// same kind ends it at once. One at a time.
+/// While it lives, SIGINT and SIGTERM are noted instead of ending the program; a third one ends it
+/// at once. One at a time.
 class StopSignals {
  public:
   StopSignals();
