@@ -109,6 +109,61 @@ void addWeightedRow(const std::uint8_t* fine,
 }
 
 template <int kChannels>
+void addFine(const std::int16_t* fine,
+             const std::int16_t* coarse,
+             const float* weights,
+             std::int16_t* sums,
+             float* weightSums,
+             int width) {
+  forEachVector(width, [&](auto real, int pixel) HWY_ATTR {
+    using Real = decltype(real);
+    const auto weight = hn::LoadU(real, weights + pixel);
+    hn::StoreU(hn::Add(hn::LoadU(real, weightSums + pixel), weight), real, weightSums + pixel);
+    forEachSample<kChannels>(real, pixel, weight, [&](auto, int at, auto sampleWeight) HWY_ATTR {
+      const Sum<Real> sum;
+      const Whole<Real> whole;
+      auto value = hn::PromoteTo(whole, hn::LoadU(sum, fine + at));
+      if (coarse != nullptr) {
+        value = hn::Sub(value, hn::PromoteTo(whole, hn::LoadU(sum, coarse + at)));
+      }
+      const auto product = hn::NearestInt(hn::Mul(hn::ConvertTo(real, value), sampleWeight));
+      const auto total = hn::Add(product, hn::PromoteTo(whole, hn::LoadU(sum, sums + at)));
+      hn::StoreU(hn::DemoteTo(sum, total), sum, sums + at);
+    });
+  });
+}
+
+void addFineRow(const std::int16_t* fine,
+                const std::int16_t* coarse,
+                const float* weights,
+                std::int16_t* sums,
+                float* weightSums,
+                int width,
+                int channels) {
+  (channels == 1 ? addFine<1> : addFine<3>)(fine, coarse, weights, sums, weightSums, width);
+}
+
+template <int kChannels>
+void divideFine(const float* weightSums, std::int16_t* sums, int width) {
+  forEachVector(width, [&](auto real, int pixel) HWY_ATTR {
+    using Real = decltype(real);
+    const auto divisors =
+        hn::Max(hn::LoadU(real, weightSums + pixel), hn::Set(real, kSmallestWeight));
+    forEachSample<kChannels>(real, pixel, divisors, [&](auto, int at, auto divisor) HWY_ATTR {
+      const Sum<Real> sum;
+      const Whole<Real> whole;
+      const auto dividend = hn::ConvertTo(real, hn::PromoteTo(whole, hn::LoadU(sum, sums + at)));
+      const auto quotient = hn::NearestInt(hn::Div(dividend, divisor));
+      hn::StoreU(hn::DemoteTo(sum, quotient), sum, sums + at);
+    });
+  });
+}
+
+void divideFineRow(const float* weightSums, std::int16_t* sums, int width, int channels) {
+  (channels == 1 ? divideFine<1> : divideFine<3>)(weightSums, sums, width);
+}
+
+template <int kChannels>
 void divideByWeight(const float* weightSums, std::int16_t* sums, int width) {
   forEachVector(width, [&](auto real, int pixel) HWY_ATTR {
     using Real = decltype(real);
@@ -128,7 +183,7 @@ void divideByWeightRow(const float* weightSums, std::int16_t* sums, int width, i
   (channels == 1 ? divideByWeight<1> : divideByWeight<3>)(weightSums, sums, width);
 }
 
-template <int kChannels>
+template <int kChannels, int kFineBits>
 void write(const std::int16_t* sums, const float* weightSums, std::uint8_t* samples, int width) {
   forEachVector(width, [&](auto real, int pixel) HWY_ATTR {
     using Real = decltype(real);
@@ -137,7 +192,10 @@ void write(const std::int16_t* sums, const float* weightSums, std::uint8_t* samp
       const Sample<Real> sample;
       const Whole<Real> whole;
       const auto filled = hn::RebindMask(whole, hn::Gt(weight, hn::Set(real, kSmallestWeight)));
-      const auto value = hn::PromoteTo(whole, hn::LoadU(Sum<Real>(), sums + at));
+      auto value = hn::PromoteTo(whole, hn::LoadU(Sum<Real>(), sums + at));
+      if constexpr (kFineBits > 0) {
+        value = hn::ShiftRight<kFineBits>(hn::Add(value, hn::Set(whole, 1 << (kFineBits - 1))));
+      }
       hn::StoreU(hn::DemoteTo(sample, hn::IfThenElseZero(filled, value)), sample, samples + at);
     });
   });
@@ -148,7 +206,15 @@ void writeRow(const std::int16_t* sums,
               std::uint8_t* samples,
               int width,
               int channels) {
-  (channels == 1 ? write<1> : write<3>)(sums, weightSums, samples, width);
+  (channels == 1 ? write<1, 0> : write<3, 0>)(sums, weightSums, samples, width);
+}
+
+void writeFineRow(const std::int16_t* sums,
+                  const float* weightSums,
+                  std::uint8_t* samples,
+                  int width,
+                  int channels) {
+  (channels == 1 ? write<1, kFineBits> : write<3, kFineBits>)(sums, weightSums, samples, width);
 }
 
 }  // namespace
@@ -162,6 +228,9 @@ HWY_EXPORT(applyGainRow);
 HWY_EXPORT(addWeightedRow);
 HWY_EXPORT(divideByWeightRow);
 HWY_EXPORT(writeRow);
+HWY_EXPORT(addFineRow);
+HWY_EXPORT(divideFineRow);
+HWY_EXPORT(writeFineRow);
 
 void applyGainRow(const GainRow& gains, std::uint8_t* samples, int count) {
   HWY_DYNAMIC_DISPATCH(applyGainRow)(gains, samples, count);
@@ -188,6 +257,29 @@ void writeRow(const std::int16_t* sums,
               int width,
               int channels) {
   HWY_DYNAMIC_DISPATCH(writeRow)(sums, weightSums, samples, width, channels);
+}
+
+void addFineRow(const std::int16_t* fine,
+                const std::int16_t* coarse,
+                const float* weights,
+                std::int16_t* sums,
+                float* weightSums,
+                int width,
+                int channels) {
+  HWY_DYNAMIC_DISPATCH(addFineRow)
+  (fine, coarse, weights, sums, weightSums, width, channels);
+}
+
+void divideFineRow(const float* weightSums, std::int16_t* sums, int width, int channels) {
+  HWY_DYNAMIC_DISPATCH(divideFineRow)(weightSums, sums, width, channels);
+}
+
+void writeFineRow(const std::int16_t* sums,
+                  const float* weightSums,
+                  std::uint8_t* samples,
+                  int width,
+                  int channels) {
+  HWY_DYNAMIC_DISPATCH(writeFineRow)(sums, weightSums, samples, width, channels);
 }
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition

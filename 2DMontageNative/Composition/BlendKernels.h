@@ -48,6 +48,33 @@ void writeRow(const std::int16_t* sums,
               int width,
               int channels);
 
+// The same in eighths of grey levels, with everything rounded to the nearest: what one image alone
+// covers comes out as it went in, and means do not darken.
+
+/// Bits of a sample behind the grey level.
+constexpr int kFineBits = 3;
+
+/// sums += round((fine - coarse) * weight), weightSums += weight.
+///
+/// @param[in] fine, coarse  rows of samples in eighths; `coarse` may be null for all zero.
+void addFineRow(const std::int16_t* fine,
+                const std::int16_t* coarse,
+                const float* weights,
+                std::int16_t* sums,
+                float* weightSums,
+                int width,
+                int channels);
+
+/// sums = round(sums / max(weightSum, kSmallestWeight)).
+void divideFineRow(const float* weightSums, std::int16_t* sums, int width, int channels);
+
+/// samples = round(sums / 8) clamped to [0, 255], or 0 as `writeRow` has it.
+void writeFineRow(const std::int16_t* sums,
+                  const float* weightSums,
+                  std::uint8_t* samples,
+                  int width,
+                  int channels);
+
 }  // namespace ORV::Common::Algorithms::Montage::Composition
 
 #endif  // ORV_MONTAGE_COMPOSITION_BLEND_KERNELS_H

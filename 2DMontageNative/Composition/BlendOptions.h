@@ -21,6 +21,7 @@ struct BlendOptions {
   BlendKind kind = BlendKind::kNone;
   float sharpness = 0.1F;  ///< of feathering: weight per pixel of distance, at least 1 / 255
   int bands = 3;           ///< of multi-band blending, above the coarsest
+  bool fine = false;       ///< multi-band blending rounds instead of cutting off, unlike OpenCV's
 };
 
 /// The options of OpenCV's kinds: 0 none, 1 feather, 2 multi-band; none for other numbers.

@@ -35,7 +35,8 @@ void FeatherBlending::blend(const WarpedImages& images,
   WeightedLayer layer(tile.size(), pixels.channels());
   cv::Mat weights;
   for (std::size_t i = 0; i < images.size(); ++i) {
-    const auto& [area, distances] = distances_[i];
+    const cv::Rect& area = distances_[i].area;
+    const cv::Mat& distances = distances_[i].mask;
     const cv::Rect shared = tile & area;
     if (shared.empty()) {
       continue;

@@ -34,6 +34,8 @@ struct ImagePlacement {
   cv::Rect footprint;  ///< of the warped image on the montage plane
   cv::Rect area;       ///< the part to blend, from the top-left pixel of both footprint and montage
   cv::Mat mask;        ///< `CV_8UC1` of the area's size, as the blender takes it
+  /// Columns of every row of the area that show the image itself; empty: not known.
+  std::vector<cv::Range> inside;
 };
 
 /// Where a plane warper puts image `index`; refuses what cannot be warped (`requireFootprint`).

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Composition/MultiBandBlending.h"
 
+#include "Composition/BlendKernels.h"
 #include "Composition/ReflectedWindow.h"
 #include "Composition/WeightedLayer.h"
 #include "Platform/ParallelLoop.h"
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 namespace ORV::Common::Algorithms::Montage::Composition {
 namespace {
@@ -44,12 +46,14 @@ cv::Mat finestWeights(const cv::Mat& mask, const cv::Rect& window) {
 
 /// The bands of a tile in the making.
 struct MultiBandBlending::Layers {
-  cv::Rect window;                   ///< in the montage
-  std::vector<WeightedLayer> bands;  ///< from fine to coarse
+  cv::Rect window;                    ///< in the montage
+  std::vector<WeightedLayer> bands;   ///< from fine to coarse
+  std::optional<ValueBounds> bounds;  ///< of the tile, for the fine arithmetic
 
-  Layers(const cv::Rect& area, int bandCount, int channels) : window(area) {
+  Layers(const cv::Rect& area, int bandCount, int channels, BlendArithmetic arithmetic)
+      : window(area) {
     for (int level = 0; level <= bandCount; ++level) {
-      bands.emplace_back(atLevel(window, level).size(), channels);
+      bands.emplace_back(atLevel(window, level).size(), channels, arithmetic);
     }
   }
 
@@ -67,13 +71,17 @@ struct MultiBandBlending::Layers {
   }
 };
 
-MultiBandBlending::MultiBandBlending(std::vector<PlacedMask> masks, cv::Size montage, int bandCount)
+MultiBandBlending::MultiBandBlending(std::vector<PlacedMask> masks,
+                                     cv::Size montage,
+                                     int bandCount,
+                                     BlendArithmetic arithmetic)
     : bandCount_(usefulBands(montage, bandCount)),
+      arithmetic_(arithmetic),
       paddedMontage_(roundedUp(montage.width, 1 << bandCount_),
                      roundedUp(montage.height, 1 << bandCount_)) {
   for (PlacedMask& mask : masks) {
     const cv::Rect frame = frameOf(mask.area);
-    images_.push_back({std::move(mask), frame, {}});
+    images_.push_back({std::move(mask), frame, {}, {}});
   }
   Platform::parallelFor(0, static_cast<int>(images_.size()), [&](int i) {
     buildWeights(images_[static_cast<std::size_t>(i)]);
@@ -98,6 +106,10 @@ void MultiBandBlending::buildWeights(FramedImage& framed) const {
     cv::pyrDown(finer, coarser);
     framed.weights.push_back(coarser);
     finer = coarser;
+    if (arithmetic_ == BlendArithmetic::kFine) {
+      // Two cells are less than the reach of a tile, so images that are near have been read.
+      framed.near = NearCells(framed.image.mask, 2 << bandCount_);
+    }
   }
 }
 
@@ -110,15 +122,22 @@ void MultiBandBlending::blend(const WarpedImages& images,
                         cv::Size(roundedUp(tile.width, step), roundedUp(tile.height, step)));
   Layers layers(grown(padded, 2 * step) & cv::Rect(cv::Point(), paddedMontage_),
                 bandCount_,
-                pixels.channels());
+                pixels.channels(),
+                arithmetic_);
+  if (arithmetic_ == BlendArithmetic::kFine) {
+    layers.bounds.emplace(tile, pixels.channels());
+  }
   for (std::size_t i = 0; i < images.size(); ++i) {
-    add(images_[i], *images[i], layers);
+    add(images_[i], images[i].get(), layers);
   }
   layers.collapse().write(tile - layers.window.tl(), pixels);
+  if (layers.bounds) {
+    layers.bounds->apply(pixels);
+  }
 }
 
 void MultiBandBlending::add(const FramedImage& framed,
-                            const WarpedImage& image,
+                            const WarpedImage* image,
                             Layers& layers) const {
   // Building the pyramid reaches another two pixels of the coarsest level beyond the layers.
   const cv::Rect source = grown(layers.window, 2 << bandCount_) & framed.frame;
@@ -129,7 +148,13 @@ void MultiBandBlending::add(const FramedImage& framed,
       cv::countNonZero(framed.image.mask(covered - corner)) == 0) {
     return;
   }
-  cv::Mat finer = readReflected(image, framed.image.area.size(), source - corner);
+  cv::Mat finer = readReflected(*image, framed.image.area.size(), source - corner);
+  if (layers.bounds) {
+    layers.bounds->add(finer, source, framed.image, framed.near);
+    cv::Mat eighths;
+    finer.convertTo(eighths, CV_16S, 1 << kFineBits);
+    finer = eighths;
+  }
   cv::Mat coarser;
   cv::Mat enlarged;
   for (int level = 0; level <= bandCount_; ++level) {

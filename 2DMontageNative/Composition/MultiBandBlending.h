@@ -5,6 +5,8 @@
 #define ORV_MONTAGE_COMPOSITION_MULTI_BAND_BLENDING_H
 
 #include "Composition/TileBlending.h"
+#include "Composition/ValueBounds.h"
+#include "Composition/WeightedLayer.h"
 
 #include <algorithm>
 #include <vector>
@@ -21,7 +23,11 @@ namespace ORV::Common::Algorithms::Montage::Composition {
 class MultiBandBlending : public TileBlending {
  public:
   /// @param[in] bandCount  bands above the coarsest level; fewer are used for a tiny montage.
-  MultiBandBlending(std::vector<PlacedMask> masks, cv::Size montage, int bandCount);
+  /// @param[in] arithmetic  OpenCV's, or the finer one, whose pixels are the truer ones.
+  MultiBandBlending(std::vector<PlacedMask> masks,
+                    cv::Size montage,
+                    int bandCount,
+                    BlendArithmetic arithmetic);
 
   /// Large beside the margin that a tile's pyramids need.
   [[nodiscard]] int tileSide() const override { return std::max(kTileSide, 32 << bandCount_); }
@@ -41,15 +47,17 @@ class MultiBandBlending : public TileBlending {
     PlacedMask image;
     cv::Rect frame;                ///< in the montage; sides are multiples of 2^bands
     std::vector<cv::Mat> weights;  ///< of levels 1 and up, `CV_32FC1`, of the frame
+    NearCells near;  ///< where its values bound the montage's, for the fine arithmetic
   };
 
   [[nodiscard]] cv::Rect frameOf(const cv::Rect& area) const;
   void buildWeights(FramedImage& framed) const;
-  void add(const FramedImage& framed, const WarpedImage& image, Layers& layers) const;
+  void add(const FramedImage& framed, const WarpedImage* image, Layers& layers) const;
 
   static constexpr int kTileSide = 512;
 
   int bandCount_;
+  BlendArithmetic arithmetic_;
   cv::Size paddedMontage_;  ///< sides are multiples of 2^bands
   std::vector<FramedImage> images_;
 };

@@ -15,7 +15,7 @@ PlaneComposer::PlaneComposer(std::vector<Image> images,
   std::vector<PlacedMask> masks;
   for (const Image& image : images) {
     areas_.push_back(image.placement.area);
-    masks.push_back({image.placement.area, image.placement.mask});
+    masks.push_back({image.placement.area, image.placement.mask, image.placement.inside});
   }
   blending_ = makeTileBlending(blending, std::move(masks), montage);
   for (Image& image : images) {

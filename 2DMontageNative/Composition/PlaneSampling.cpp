@@ -25,22 +25,6 @@ void fillPlaneMaps(cv::detail::PlaneProjector projector,
   }
 }
 
-bool liesInside(const cv::Mat& xMap, const cv::Mat& yMap, cv::Size source) {
-  constexpr float kReach = 4;  // of the widest one, Lanczos
-  const auto right = static_cast<float>(source.width - 1) - kReach;
-  const auto bottom = static_cast<float>(source.height - 1) - kReach;
-  int inside = 1;  // not a bool and no early exit: vectorises
-  for (int row = 0; row < xMap.rows; ++row) {
-    const auto* x = xMap.ptr<float>(row);
-    const auto* y = yMap.ptr<float>(row);
-    for (int i = 0; i < xMap.cols; ++i) {
-      inside &= static_cast<int>(x[i] >= kReach) & static_cast<int>(x[i] <= right) &
-                static_cast<int>(y[i] >= kReach) & static_cast<int>(y[i] <= bottom);
-    }
-  }
-  return inside != 0;
-}
-
 void samplePixels(const cv::Mat& source,
                   const cv::Mat& xMap,
                   const cv::Mat& yMap,
@@ -49,7 +33,7 @@ void samplePixels(const cv::Mat& source,
   const bool grey = source.type() == CV_8UC1;
   const bool colour = source.type() == CV_8UC3;
   if (sampling.interpolation == cv::INTER_CUBIC && (grey || colour) &&
-      (sampling.border == cv::BORDER_CONSTANT || liesInside(xMap, yMap, source.size()))) {
+      sampling.border == cv::BORDER_CONSTANT) {
     Platform::CubicSampler(source).sample(xMap, yMap, destination);
     return;
   }

@@ -23,10 +23,6 @@ void fillPlaneMaps(cv::detail::PlaneProjector projector,
                    cv::Mat& xMap,
                    cv::Mat& yMap);
 
-/// Whether every position reads pixels of the source only, by any of OpenCV's interpolations. The
-/// weights of 8-bit pixels add up exactly, so there a constant source gives the constant.
-bool liesInside(const cv::Mat& xMap, const cv::Mat& yMap, cv::Size source);
-
 /// Reads the source at the mapped positions, with the bytes of `cv::remap` on the whole.
 ///
 /// @param[out] destination  of the source's type and the size of the maps, allocated by the caller.

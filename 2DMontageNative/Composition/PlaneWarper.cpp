@@ -36,6 +36,24 @@ void forEachTile(const PlaneProjector& projector, const cv::Rect& area, const Us
   });
 }
 
+/// Whether every position reads pixels of the source only, by any of OpenCV's interpolations. The
+/// weights of 8-bit pixels add up exactly, so there a constant source gives the constant.
+bool liesInside(const cv::Mat& xMap, const cv::Mat& yMap, cv::Size source) {
+  constexpr float kReach = 4;  // of the widest one, Lanczos
+  const auto right = static_cast<float>(source.width - 1) - kReach;
+  const auto bottom = static_cast<float>(source.height - 1) - kReach;
+  int inside = 1;  // not a bool and no early exit: vectorises
+  for (int row = 0; row < xMap.rows; ++row) {
+    const auto* x = xMap.ptr<float>(row);
+    const auto* y = yMap.ptr<float>(row);
+    for (int i = 0; i < xMap.cols; ++i) {
+      inside &= static_cast<int>(x[i] >= kReach) & static_cast<int>(x[i] <= right) &
+                static_cast<int>(y[i] >= kReach) & static_cast<int>(y[i] <= bottom);
+    }
+  }
+  return inside != 0;
+}
+
 cv::Mat noTranslation() {
   return cv::Mat::zeros(3, 1, CV_32FC1);
 }

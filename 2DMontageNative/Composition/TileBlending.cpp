@@ -33,7 +33,8 @@ void blendPart(const TileBlending& blending,
 void cover(const TileBlending& blending, const cv::Rect& part, cv::Mat coverage) {
   coverage.setTo(0);
   for (std::size_t i = 0; i < blending.imageCount(); ++i) {
-    const auto& [area, mask] = blending.maskOf(i);
+    const cv::Rect& area = blending.maskOf(i).area;
+    const cv::Mat& mask = blending.maskOf(i).mask;
     const cv::Rect shared = part & area;
     if (!shared.empty()) {
       coverage(shared - part.tl()).setTo(255, mask(shared - area.tl()));
@@ -85,7 +86,11 @@ std::unique_ptr<TileBlending> makeTileBlending(const BlendOptions& options,
     case BlendKind::kFeather:
       return std::make_unique<FeatherBlending>(std::move(masks), options.sharpness);
     case BlendKind::kMultiBand:
-      return std::make_unique<MultiBandBlending>(std::move(masks), montage, options.bands);
+      return std::make_unique<MultiBandBlending>(
+          std::move(masks),
+          montage,
+          options.bands,
+          options.fine ? BlendArithmetic::kFine : BlendArithmetic::kCut);
     default:
       return std::make_unique<OverlayBlending>(std::move(masks));
   }

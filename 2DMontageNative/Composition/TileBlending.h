@@ -19,6 +19,8 @@ namespace ORV::Common::Algorithms::Montage::Composition {
 struct PlacedMask {
   cv::Rect area;  ///< relative to the montage's top-left pixel, inside the montage
   cv::Mat mask;   ///< `CV_8UC1` of the area's size
+  /// Columns of every row of the area that show the image itself; empty: not known.
+  std::vector<cv::Range> inside = {};
 };
 
 /// The images of a slab in the order of their masks.

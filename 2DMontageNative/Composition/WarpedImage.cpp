@@ -3,6 +3,8 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
+
 namespace ORV::Common::Algorithms::Montage::Composition {
 namespace {
 
@@ -21,7 +23,34 @@ cv::Rect cellsOf(const cv::Rect& area) {
   return {first, last + cv::Point(1, 1)};
 }
 
+/// Width of the frame around a continued image: what lies within it is smooth across the rim.
+constexpr int kFrame = 8;
+
+/// From positions in an image to positions in its frame, so far inside that cubic sampling reads
+/// nothing beyond.
+void moveInside(int framedLength, cv::Mat& positions) {
+  constexpr float kFirst = 2.F;
+  const auto last = static_cast<float>(framedLength - 4);
+  for (int row = 0; row < positions.rows; ++row) {
+    auto* const values = positions.ptr<float>(row);
+    for (int i = 0; i < positions.cols; ++i) {
+      values[i] = std::min(last, std::max(kFirst, values[i] + static_cast<float>(kFrame)));
+    }
+  }
+}
+
 }  // namespace
+
+SampledImage::SampledImage(const cv::Mat& source, const PlaneSampler& sampler)
+    : source_(source),
+      sampler_(sampler),
+      isContinued_(sampler.sampling.interpolation == cv::INTER_CUBIC &&
+                   sampler.sampling.border == cv::BORDER_REFLECT) {
+  if (isContinued_) {
+    cv::copyMakeBorder(
+        source, source_, kFrame, kFrame, kFrame, kFrame, cv::BORDER_REFLECT | cv::BORDER_ISOLATED);
+  }
+}
 
 cv::Mat SampledImage::read(const cv::Rect& area) const {
   cv::Mat pixels(area.size(), source_.type());
@@ -43,7 +72,13 @@ void SampledImage::sampleTile(const cv::Rect& tile, cv::Mat pixels) const {
   cv::Mat xMap(tile.size(), CV_32FC1);
   cv::Mat yMap(tile.size(), CV_32FC1);
   fillPlaneMaps(sampler_.projector, tile + sampler_.corner, xMap, yMap);
-  samplePixels(source_, xMap, yMap, sampler_.sampling, pixels);
+  if (isContinued_) {
+    moveInside(source_.cols, xMap);
+    moveInside(source_.rows, yMap);
+    samplePixels(source_, xMap, yMap, {cv::INTER_CUBIC, cv::BORDER_CONSTANT}, pixels);
+  } else {
+    samplePixels(source_, xMap, yMap, sampler_.sampling, pixels);
+  }
   if (sampler_.gains) {
     sampler_.gains->apply(tile, pixels);
   }

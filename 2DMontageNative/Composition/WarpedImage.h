@@ -50,19 +50,23 @@ struct PlaneSampler {
 };
 
 /// An image that is warped where it is read, with the bytes of the whole warped image.
+///
+/// Cubic sampling with a reflecting border goes on like this: the image is framed with some
+/// reflected pixels, and what lies further out repeats the outermost of them. That needs no slow
+/// case at the rim, and blending wants nothing but a smooth continuation.
 class SampledImage : public WarpedImage {
  public:
   /// @param[in] source  at composition scale, `CV_8UC1` or `CV_8UC3`; its pixels are shared.
   /// @param[in] sampler  borrowed.
-  SampledImage(cv::Mat source, const PlaneSampler& sampler)
-      : source_(std::move(source)), sampler_(sampler) {}
+  SampledImage(const cv::Mat& source, const PlaneSampler& sampler);
   [[nodiscard]] cv::Mat read(const cv::Rect& area) const override;
 
  private:
   void sampleTile(const cv::Rect& tile, cv::Mat pixels) const;
 
-  cv::Mat source_;
+  cv::Mat source_;  ///< framed if it is continued
   const PlaneSampler& sampler_;
+  bool isContinued_;
 };
 
 /// The projection that a plane warper (see `isPlaneWarper`) uses.

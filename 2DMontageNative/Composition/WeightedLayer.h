@@ -8,16 +8,22 @@
 
 namespace ORV::Common::Algorithms::Montage::Composition {
 
-/// Weighted sums with the arithmetic of OpenCV's feather and multi-band blenders: products cut to
-/// 16-bit integers before they are added, the quotient cut to an integer again.
+/// How sums are kept.
+enum class BlendArithmetic {
+  kCut,  ///< OpenCV's: whole grey levels, products and quotients cut to integers
+  kFine  ///< eighths of grey levels, products and quotients rounded
+};
+
+/// Weighted sums with the arithmetic of OpenCV's feather and multi-band blenders, or a finer one.
 class WeightedLayer {
  public:
   /// All sums are zero. @param[in] channels  1 or 3.
-  WeightedLayer(cv::Size size, int channels);
+  WeightedLayer(cv::Size size, int channels, BlendArithmetic arithmetic = BlendArithmetic::kCut);
 
   /// Adds (fine - coarse) * weights over `area` of the layer.
   ///
-  /// @param[in] fine, coarse  `CV_8U` with the layer's channels; `coarse` may be empty for zero.
+  /// @param[in] fine, coarse  `CV_8U` with the layer's channels, or `CV_16S` in eighths for the fine
+  ///   arithmetic; `coarse` may be empty for zero.
   /// @param[in] weights  `CV_32FC1`. All three have the size of `area`.
   void add(const cv::Rect& area,
            const cv::Mat& fine,
@@ -33,6 +39,7 @@ class WeightedLayer {
  private:
   cv::Mat sums_;     ///< `CV_16S`
   cv::Mat weights_;  ///< `CV_32FC1`
+  BlendArithmetic arithmetic_;
 };
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition

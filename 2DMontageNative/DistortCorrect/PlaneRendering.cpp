@@ -88,11 +88,11 @@ class PlanePicture::Tiles {
 
 PlanePicture::PlanePicture(const PlaneProjection& projection,
                            PlaneGrid grid,
-                           const cv::Mat& source,
+                           cv::Mat source,
                            TileSampler sample)
     : projection_(projection),
       grid_(std::move(grid)),
-      source_(source),
+      source_(std::move(source)),
       sample_(std::move(sample)) {}
 
 cv::Size PlanePicture::size() const {

@@ -45,7 +45,7 @@ class PlanePicture {
   /// @param[in] source  what `sample` samples, `CV_8UC1` or `CV_8UC3`; the picture has its type.
   PlanePicture(const PlaneProjection& projection,
                PlaneGrid grid,
-               const cv::Mat& source,
+               cv::Mat source,
                TileSampler sample);
 
   /// Which columns and rows hold content.

@@ -34,6 +34,8 @@ composition::BlendOptions blendingOf(const MontagePlan& plan) {
     case Blending::multiBand:
       blending.kind = composition::BlendKind::kMultiBand;
       blending.bands = plan.bands;
+      // Within seams weights add up to about one, so sums in eighths fit.
+      blending.fine = plan.options.masksInsideImages && plan.options.seams != Seams::none;
       break;
   }
   return blending;

@@ -1,14 +1,110 @@
 // SPDX-License-Identifier: MIT
 #include "Pipeline/Estimate.h"
 
+#include "Composition/CompositionImage.h"
+#include "Pipeline/PlanLayout.h"
+#include "montage/Compose.h"
+
+#include <algorithm>
+#include <chrono>
+#include <vector>
+
 namespace montage {
+namespace {
+
+constexpr std::uint64_t kColour = 3;
+
+std::uint64_t areaOf(cv::Size size) {
+  return static_cast<std::uint64_t>(std::max(size.width, 0)) *
+         static_cast<std::uint64_t>(std::max(size.height, 0));
+}
+
+std::uint64_t channelsOf(const PlanOptions& options) {
+  return options.background == Background::transparent ? kColour + 1 : kColour;
+}
+
+/// Images at full and at composition resolution, in colour.
+std::uint64_t imageBytes(const MontagePlan& plan) {
+  std::uint64_t bytes = 0;
+  for (const PlannedImage& image : plan.images) {
+    const cv::Size scaled =
+        composition::scaledSizeForComposition(image.sourceSize, plan.composeScale);
+    bytes += kColour * areaOf(scaled);
+    bytes += scaled == image.sourceSize ? 0 : kColour * areaOf(image.sourceSize);
+  }
+  return bytes;
+}
+
+/// Masks, and for multi-band blending the coarser levels of their pyramids.
+std::uint64_t maskBytes(const MontagePlan& plan) {
+  const bool withPyramids = plan.options.blending == Blending::multiBand;
+  std::uint64_t bytes = 0;
+  for (const PlannedImage& image : plan.images) {
+    bytes += areaOf(image.footprint.size());
+    bytes += withPyramids ? areaOf(image.footprint.size()) * 7 / 5 : 0;
+  }
+  return bytes;
+}
+
+/// Pixels that images give to the montage: what lies within their seam masks.
+double blendedPixels(const MontagePlan& plan) {
+  double pixels = 0.0;
+  for (const PlannedImage& image : plan.images) {
+    const auto area = static_cast<double>(areaOf(image.footprint.size()));
+    const bool withMask = !image.seamMask.empty();
+    pixels += withMask ? area * cv::countNonZero(image.seamMask) /
+                             static_cast<double>(image.seamMask.total())
+                       : area;
+  }
+  return pixels;
+}
+
+/// A montage of one small image that is blended as the plan's are.
+MontagePlan trialOf(const MontagePlan& plan) {
+  constexpr int kSide = 512;
+  const cv::Rect area(0, 0, kSide - 1, kSide - 1);
+  MontagePlan trial;
+  trial.status = PlanStatus::ok;
+  trial.options = plan.options;
+  trial.options.normaliseBrightness = false;
+  trial.bands = plan.bands;
+  trial.sourceCount = 1;
+  trial.planeScale = kSide;
+  PlannedImage image;
+  image.sourceSize = {kSide, kSide};
+  image.camera.focal = kSide;
+  image.footprint = area;
+  if (plan.options.seams != Seams::none) {
+    image.seamMask = cv::Mat(kSide / 4, kSide / 4, CV_8UC1, cv::Scalar(255));
+    image.gains = cv::Mat::ones(4, 4, CV_32FC1);
+  }
+  trial.images = {image};
+  trial.canvas = area;
+  trial.size = area.size();
+  return trial;
+}
+
+/// Composes the trial to see how long a pixel takes here and now.
+double secondsPerPixel(const MontagePlan& plan) {
+  using Clock = std::chrono::steady_clock;
+  const MontagePlan trial = trialOf(plan);
+  const MatSource source({cv::Mat::zeros(trial.images[0].sourceSize, CV_8UC3)});
+  const Clock::time_point start = Clock::now();
+  compose(trial, source);
+  const std::chrono::duration<double> taken = Clock::now() - start;
+  return taken.count() / static_cast<double>(areaOf(trial.size));
+}
+
+}  // namespace
 
 Estimate estimateOf(const MontagePlan& plan) {
+  // What the tiles in work take, on all threads together.
+  constexpr std::uint64_t kWorkBytes = std::uint64_t{64} << 20;
   Estimate estimate;
-  estimate.pixels = static_cast<std::uint64_t>(plan.size.width) *
-                    static_cast<std::uint64_t>(plan.size.height);
-  constexpr std::uint64_t kColour = 3;
-  estimate.montageBytes = estimate.pixels * kColour;
+  estimate.pixels = areaOf(plan.size);
+  estimate.montageBytes = estimate.pixels * channelsOf(plan.options);
+  estimate.memoryBytes = imageBytes(plan) + maskBytes(plan) + estimate.montageBytes + kWorkBytes;
+  estimate.seconds = secondsPerPixel(plan) * blendedPixels(plan);
   return estimate;
 }
 

@@ -6,8 +6,11 @@
 #include "Registration/PairScore.h"
 #include "Registration/PatchAlignment.h"
 
+#include <algorithm>
+#include <array>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 namespace montage {
 namespace {
@@ -35,6 +38,34 @@ cv::Matx22d shapeAt(const cv::Matx33d& homography, const cv::Point2d& point) {
     }
   }
   return shape;
+}
+
+/// Up to `kMostPlaced` inlier matches, spread over the first image: in each of its cells the first
+/// one, then in each the second one and so on.
+std::vector<std::size_t> spreadInliers(const PairMatches& pair,
+                                       const cv::detail::ImageFeatures& first) {
+  constexpr int kCells = 16;  // along each side
+  std::array<int, kCells * kCells> filled{};
+  std::vector<std::pair<int, std::size_t>> byRound;
+  for (std::size_t k = 0; k < pair.matches.size() && k < pair.inliers.size(); ++k) {
+    if (pair.inliers[k] != 0) {
+      const cv::Point2f point =
+          first.keypoints[static_cast<std::size_t>(pair.matches[k].queryIdx)].pt;
+      const int column = static_cast<int>(point.x) * kCells / std::max(first.img_size.width, 1);
+      const int row = static_cast<int>(point.y) * kCells / std::max(first.img_size.height, 1);
+      const int cell = std::clamp(row, 0, kCells - 1) * kCells + std::clamp(column, 0, kCells - 1);
+      byRound.emplace_back(filled[static_cast<std::size_t>(cell)]++, k);
+    }
+  }
+  std::sort(byRound.begin(), byRound.end());
+  std::vector<std::size_t> spread;
+  for (const auto& [round, match] : byRound) {
+    if (spread.size() == static_cast<std::size_t>(kMostPlacedPoints)) {
+      break;
+    }
+    spread.push_back(match);
+  }
+  return spread;
 }
 
 }  // namespace
@@ -80,10 +111,7 @@ std::vector<cv::Point2f> PairMatching::shiftsOf(const PairMatches& pair) const {
   const cv::Point2d centre(first.img_size.width * 0.5, first.img_size.height * 0.5);
   const float unknown = std::numeric_limits<float>::quiet_NaN();
   std::vector<cv::Point2f> shifts(pair.matches.size(), cv::Point2f(unknown, unknown));
-  for (std::size_t k = 0; k < pair.matches.size() && k < pair.inliers.size(); ++k) {
-    if (pair.inliers[k] == 0) {
-      continue;
-    }
+  for (const std::size_t k : spreadInliers(pair, first)) {
     const cv::Point2d from = first.keypoints[static_cast<std::size_t>(pair.matches[k].queryIdx)].pt;
     const cv::Point2d to = second.keypoints[static_cast<std::size_t>(pair.matches[k].trainIdx)].pt;
     const auto aligned = stages::alignPatch(images_[static_cast<std::size_t>(pair.first)],

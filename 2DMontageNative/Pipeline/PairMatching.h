@@ -11,6 +11,9 @@
 
 namespace montage {
 
+/// More points of a pair than these tell its cameras nothing new.
+constexpr int kMostPlacedPoints = 300;
+
 /// Holds the descriptors of all images as the search wants them. Several threads may match pairs at
 /// once.
 class PairMatching {

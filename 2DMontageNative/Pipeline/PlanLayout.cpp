@@ -2,12 +2,11 @@
 #include "Pipeline/PlanLayout.h"
 
 #include "Composition/CompositionImage.h"
+#include "Composition/FootprintMask.h"
 #include "Composition/PlaneWarper.h"
 #include "Pipeline/Records.h"
 #include "Platform/OpenCvScope.h"
 #include "Platform/ParallelLoop.h"
-
-#include <opencv2/imgproc.hpp>
 
 namespace montage {
 namespace {
@@ -49,20 +48,15 @@ std::vector<PlaneComposer::Image> layOut(const MontagePlan& plan) {
         composition::scaledSizeForComposition(plan.images[i].sourceSize, plan.composeScale);
     const cv::Rect footprint = composition::footprintOf(warper, geometry, i, scaled);
     const cv::Point origin = plan.canvas.tl();
-    ImagePlacement placement;
-    if (withSeams) {
-      placement = composition::placeWithinSeams(geometry, seams, i, footprint, origin);
-    }
-    if (!withSeams || plan.options.masksInsideImages) {
-      ImagePlacement whole =
-          composition::placeWhole(warper, geometry, i, scaled, footprint, origin);
-      if (withSeams) {
-        cv::bitwise_and(placement.mask, whole.mask, placement.mask);
-      } else {
-        placement = std::move(whole);
-      }
-    }
+    ImagePlacement placement =
+        withSeams ? composition::placeWithinSeams(geometry, seams, i, footprint, origin)
+                  : composition::placeWhole(warper, geometry, i, scaled, footprint, origin);
     images[i].projector = composition::planeProjectorOf(warper, placement);
+    if (withSeams && plan.options.masksInsideImages) {
+      placement.inside = composition::runsInside(
+          images[i].projector, {footprint.tl(), placement.area.size()}, scaled);
+      composition::keepRuns(placement.inside, placement.mask);
+    }
     images[i].placement = std::move(placement);
     images[i].gains = plan.images[i].gains;
   });

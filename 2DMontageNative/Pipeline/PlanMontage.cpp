@@ -111,8 +111,11 @@ class Planner {
       plan_.reason = "fewer than two images can be shown on one plane" + leftOutText();
       return plan_;
     }
-    findSeams();
+    placeAtSeamScale();
     layOut();
+    if (plan_.status == PlanStatus::ok && options_.seams != Seams::none) {
+      cutOverlaps();
+    }
     return plan_;
   }
 
@@ -226,12 +229,13 @@ class Planner {
     return records;
   }
 
-  void findSeams() {
+  /// Footprints at seam scale: what cannot be warped is refused before any memory is taken.
+  void placeAtSeamScale() {
     scaler_.seamWorkAspect = scaler_.seamScale / scaler_.workScale;
     scaler_.composeWorkAspect = scaler_.composeScale / scaler_.workScale;
     std::vector<cv::detail::CameraParams> cameras = cameraRecords(scaler_.seamWorkAspect);
     composition::Warp warp(cameras, scaler_.seamWorkAspect);
-    std::vector<cv::Rect> footprints = seamFootprints(*warp.warper, cameras);
+    const std::vector<cv::Rect> footprints = seamFootprints(*warp.warper, cameras);
     for (const cv::Rect& footprint : footprints) {
       composition::requireFootprint(footprint.tl(), footprint.width, footprint.height);
     }
@@ -240,9 +244,6 @@ class Planner {
       plan_.images[c].index = candidates_[c].index;
       plan_.images[c].sourceSize = candidates_[c].size;
       plan_.images[c].seamFootprint = footprints[c];
-    }
-    if (options_.seams != Seams::none) {
-      cutOverlaps(*warp.warper, cameras);
     }
     plan_.seamScale = scaler_.seamScale;
   }
@@ -260,11 +261,12 @@ class Planner {
     return footprints;
   }
 
-  void cutOverlaps(cv::detail::RotationWarper& warper,
-                   const std::vector<cv::detail::CameraParams>& cameras) {
+  void cutOverlaps() {
+    std::vector<cv::detail::CameraParams> cameras = cameraRecords(scaler_.seamWorkAspect);
+    composition::Warp warp(cameras, scaler_.seamWorkAspect);
     composition::SeamViews views;
     for (std::size_t c = 0; c < candidates_.size(); ++c) {
-      views.add(warper,
+      views.add(*warp.warper,
                 reduced_[c],
                 composition::intrinsicsOf(cameras[c], scaler_.seamWorkAspect),
                 cameras[c].R,

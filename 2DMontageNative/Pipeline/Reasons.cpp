@@ -44,6 +44,13 @@ std::string figuresOf(const RegisteredPair& pair) {
          " matches agree, confidence " + confidenceText(pair.confidence);
 }
 
+/// Whether other images were left out because they show the same view as this one.
+bool hasTwin(const Registration& registration, int image) {
+  return std::any_of(registration.images.begin(),
+                     registration.images.end(),
+                     [&](const RegisteredImage& each) { return each.alikeTo == image; });
+}
+
 Verdict verdictOf(const Registration& registration, int image) {
   const RegisteredImage& each = registration.images[at(image)];
   const auto dropped = [&](const RegisteredPair& pair) {
@@ -52,7 +59,7 @@ Verdict verdictOf(const Registration& registration, int image) {
   if (std::any_of(registration.pairs.begin(), registration.pairs.end(), dropped)) {
     return Verdict::contradictory;
   }
-  if (each.group >= 0) {
+  if (each.group > 0 || (each.group == 0 && !hasTwin(registration, image))) {
     return Verdict::anotherGroup;
   }
   return each.keypoints < kFewKeypoints ? Verdict::tooFewCorners : Verdict::noPartner;
@@ -68,6 +75,9 @@ std::string usedReason(const Registration& registration, int image) {
 
 std::string noPartnerReason(const Registration& registration, int image) {
   const int best = registration.images[at(image)].bestPair;
+  if (hasTwin(registration, image)) {
+    return "only images that show the same view connect to it";
+  }
   if (best < 0) {
     return "no other image shares a single match with it";
   }
@@ -141,18 +151,14 @@ std::string reasonOf(const Registration& registration, int image) {
 }  // namespace
 
 void giveVerdicts(const std::map<int, int>& alike, Registration& registration) {
+  for (const auto& [image, twin] : alike) {
+    registration.images[at(image)].verdict = Verdict::tooAlike;
+    registration.images[at(image)].alikeTo = twin;
+  }
   for (std::size_t i = 0; i < registration.images.size(); ++i) {
     RegisteredImage& image = registration.images[i];
-    const int index = static_cast<int>(i);
-    if (image.verdict == Verdict::used || image.verdict == Verdict::unreadable) {
-      continue;
-    }
-    const auto twin = alike.find(index);
-    if (twin != alike.end()) {
-      image.verdict = Verdict::tooAlike;
-      image.alikeTo = twin->second;
-    } else {
-      image.verdict = verdictOf(registration, index);
+    if (image.verdict != Verdict::used && image.verdict != Verdict::tooAlike) {
+      image.verdict = verdictOf(registration, static_cast<int>(i));
     }
   }
 }

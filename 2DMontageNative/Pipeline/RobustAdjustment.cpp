@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Pipeline/Adjustment.h"
+#include "Pipeline/PairMatching.h"
 #include "Registration/Cameras/PairGraph.h"
 #include "Registration/Cameras/PairRotations.h"
 #include "Registration/Cameras/RayBundle.h"
@@ -71,7 +72,8 @@ std::vector<PointPair> inlierPoints(const std::vector<Features>& features,
   }
   const bool enough = placed.size() >= kFewestPlaced &&
                       static_cast<double>(placed.size()) >=
-                          kLeastPlacedShare * static_cast<double>(all.size());
+                          kLeastPlacedShare *
+                              std::min<double>(static_cast<double>(all.size()), kMostPlacedPoints);
   return enough ? placed : all;
 }
 

@@ -55,7 +55,7 @@ std::string unknownOption(const CLI::App& command, const Words& words) {
   for (const std::string& word : words) {
     constexpr std::size_t kShortLength = 2;  // a value may follow at once
     const bool isLong = word.compare(0, kShortLength, "--") == 0;
-    const std::string name = word.substr(0, isLong ? word.find('=') : kShortLength);
+    std::string name = word.substr(0, isLong ? word.find('=') : kShortLength);
     if (isOption(word) && word != "--" && !holds(known, name)) {
       return name;
     }

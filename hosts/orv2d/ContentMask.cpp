@@ -6,7 +6,6 @@
 #include "ExitCode.h"
 #include "ImageIo.h"
 
-#include <algorithm>
 #include <array>
 #include <sstream>
 
@@ -15,17 +14,15 @@ namespace {
 
 void blackenOutside(const Circle& circle, cv::Mat& image) {
   const double squaredRadius = circle.radius * circle.radius;
-  const auto pixelBytes = static_cast<int>(image.elemSize());
+  cv::Mat outside(image.size(), CV_8UC1);
   for (int row = 0; row < image.rows; ++row) {
     const double dy = row - circle.centre.y;
-    unsigned char* const pixels = image.ptr(row);
     for (int col = 0; col < image.cols; ++col) {
       const double dx = col - circle.centre.x;
-      if (dx * dx + dy * dy > squaredRadius) {
-        std::fill_n(pixels + col * pixelBytes, pixelBytes, static_cast<unsigned char>(0));
-      }
+      outside.at<unsigned char>(row, col) = dx * dx + dy * dy > squaredRadius ? 1 : 0;
     }
   }
+  image.setTo(cv::Scalar(), outside);
 }
 
 std::string sizeText(const cv::Mat& image) {

@@ -152,6 +152,30 @@ INSTANTIATE_TEST_SUITE_P(AllKinds,
                          TileBlendingOfKind,
                          testing::Values(Blender::NO, Blender::FEATHER, Blender::MULTI_BAND));
 
+TEST(WantedCells, HoldAllWithinReachOfTheMaskAndLittleMore) {
+  constexpr int kCell = 32;
+  cv::RNG random(0xce11);
+  for (const int reach : {0, 1, 31, 32, 33, 70}) {
+    for (int round = 0; round < 8; ++round) {
+      const cv::Size footprint(random.uniform(1, 400), random.uniform(1, 400));
+      cv::Mat mask = cv::Mat::zeros(footprint - cv::Size(footprint.width / 9, 0), CV_8UC1);
+      for (int dot = 0; dot < 2; ++dot) {
+        mask.at<uchar>(random.uniform(0, mask.rows), random.uniform(0, mask.cols)) = 1;
+      }
+      cv::Mat wanted, reached = cv::Mat::zeros(footprint, CV_8UC1);
+      mask.copyTo(reached(cv::Rect({}, mask.size())));
+      cv::dilate(reached, reached, cv::Mat::ones(2 * reach + 1, 2 * reach + 1, CV_8U));
+      const cv::Mat cells = wantedCells(mask, footprint, reach);
+      cv::resize(cells, wanted, {}, kCell, kCell, cv::INTER_NEAREST);
+      wanted = wanted(cv::Rect({}, footprint));
+      EXPECT_EQ(cv::countNonZero(reached & (wanted == 0)), 0) << footprint << " reach " << reach;
+      const int further = 2 * (reach + 2 * kCell) + 1;
+      cv::dilate(mask, reached, cv::Mat::ones(further, further, CV_8U));
+      EXPECT_EQ(cv::countNonZero(wanted(cv::Rect({}, mask.size())) & (reached == 0)), 0);
+    }
+  }
+}
+
 TEST(ReflectedWindow, EqualsThePartOfTheFramedImage) {
   cv::RNG random(0x77);
   for (int round = 0; round < 500; ++round) {

@@ -184,13 +184,23 @@ TEST(SurfDetector, KeypointsAreTheStrictMaximaOfThePlainDeterminant) {
   }
 }
 
-TEST(SurfDetector, ListsTheStrongestFirst) {
+TEST(SurfDetector, ListsTheStrongestFirstAndOfEqualsTheLowestThenTheLeftmost) {
   const auto found = detect(SurfTestImages::blobs(200, 200, 8), {3, 4}, 50.0F);
   ASSERT_GT(found.size(), 100U);
   EXPECT_TRUE(std::is_sorted(found.begin(), found.end(), [](const auto& a, const auto& b) {
     return a.response > b.response;
   }));
   EXPECT_GT(found.back().response, 50.0F);
+
+  const cv::Mat blob = SurfTestImages::gaussianBlob({64, 64}, {31, 30}, 3.0, 150.0);
+  const auto equals = detect(cv::repeat(blob, 2, 2), {1, 3}, 1000.0F);
+  ASSERT_EQ(equals.size(), 4U);
+  const cv::Point2f first(31, 30);
+  const cv::Point2f expected[] = {{0, 64}, {64, 64}, {0, 0}, {64, 0}};
+  for (std::size_t k = 0; k < 4; ++k) {
+    EXPECT_EQ(equals[k].response, equals[0].response);
+    EXPECT_LT(cv::norm(equals[k].pt - first - expected[k]), 1.0) << k;
+  }
 }
 
 TEST(SurfDetector, NeedsTwentyThreePixels) {

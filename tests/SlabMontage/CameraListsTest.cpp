@@ -23,6 +23,7 @@ MatchesInfo pairOf(int source, int destination, double confidence) {
 CameraParams cameraOf(double focal, const cv::Matx33d& R) {
   CameraParams camera;
   camera.focal = focal;
+  camera.aspect = 1.25;  // has no part in any list
   camera.R = cv::Mat(cv::Matx33f(R));
   return camera;
 }

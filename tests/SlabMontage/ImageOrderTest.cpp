@@ -31,6 +31,11 @@ TEST(ImageOrder, RanksConnectedImagesFromFewestToMostInliers) {
             (Order{{0, 3}, {2, 2}, {3, 0}}));
 }
 
+TEST(ImageOrder, LeavesEquallyWellMatchedImagesWhereTheyAre) {
+  const ViewSet views = renderViews(makePicture({500, 400}, 4), {{-4, 0, 0}, {4, 0, 0}});
+  EXPECT_EQ(orderOf(views.images), (Order{{0, 0}, {1, 1}}));  // one pair: as many inliers for both
+}
+
 TEST(ImageOrder, NeedsNoConnectionAndNoImage) {
   EXPECT_TRUE(orderOf({}).empty());
   EXPECT_EQ(orderOf({makePicture({120, 90}, 1)}), (Order{{0, 0}}));

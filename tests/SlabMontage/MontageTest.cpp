@@ -361,13 +361,6 @@ TEST(Montage, ReportsTheQualityOfTheRegistration) {
   EXPECT_LT(rotationMax, 26 * CV_PI / 180);
 }
 
-TEST(Montage, TrailingFlagHasNoEffect) {
-  MontageOptions options;
-  const auto off = callMontage(Pipeline::kDiagnostic, fourViews().images, options).fingerprint();
-  options.trailingFlag = true;
-  EXPECT_EQ(callMontage(Pipeline::kDiagnostic, fourViews().images, options).fingerprint(), off);
-}
-
 TEST(Montage, DiagnosticBrightnessIsNormalised) {
   std::vector<cv::Mat> dark;
   for (const cv::Mat& image : greyOf(fourViews().images)) {

@@ -85,7 +85,7 @@ TEST_F(ProjectionError, IsTheDifferenceOfUnitRaysTimesTheMeanFocalLength) {
 }
 
 TEST_F(ProjectionError, GoesThroughTheIntrinsics) {
-  cameras_[0].aspect = 1.25;  // vertical focal length 500
+  cameras_[0].aspect = cameras_[1].aspect = 1.25;  // vertical focal length 500
   match({{{620, 240}, {320, 240}}, {{320, 615}, {320, 240}}});
   const cv::Mat list = records();
   // Rays (3/4, 0, 1) and (0, 3/4, 1) against (0, 0, 1).
