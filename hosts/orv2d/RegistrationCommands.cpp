@@ -28,8 +28,10 @@ void printTables(const montage::Registration& registration) {
   printImages(registration, std::cout);
   std::cout << "\n";
   printPairs(registration, std::cout);
-  std::cout << "\n";
-  printGroups(registration, std::cout);
+  if (registration.status != montage::RegistrationStatus::notConnected) {
+    std::cout << "\n";
+    printGroups(registration, std::cout);
+  }
   if (registration.status == montage::RegistrationStatus::ok) {
     std::cout << "\n";
     printFigures(registration, std::cout);
@@ -64,6 +66,8 @@ ExitCode registerCommand(const MontageSettings& settings) {
   MontageOutcome outcome;
   outcome.registration = registerFiles(settings);
   const montage::Registration& registration = *outcome.registration;
+  StopSignals::check();
+  Progress(settings.quiet).say("writing " + settings.output);
   writeRegistration(registration, settings.output, outputs);
   outputs.commit();
   if (!settings.quiet) {
