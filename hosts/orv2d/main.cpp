@@ -3,14 +3,14 @@
 /// orv2d: image montage and wide-angle correction from the command line.
 #include "CommandLine.h"
 #include "Console.h"
-#include "CorrectCommand.h"
 #include "ExitCode.h"
 #include "Failure.h"
 #include "HelpFormat.h"
 #include "ImageIo.h"
-#include "MontageArguments.h"
-#include "MontageCommand.h"
-#include "RegistrationCommands.h"
+#include "correct/CorrectCommand.h"
+#include "montage/MontageArguments.h"
+#include "montage/MontageCommand.h"
+#include "montage/RegistrationCommands.h"
 
 #include <CLI/CLI.hpp>
 #include <opencv2/core.hpp>

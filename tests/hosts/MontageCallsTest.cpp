@@ -2,9 +2,9 @@
 /// @file
 /// What `orv2d montage` hands to the library and takes from it: files, report and overlay equal
 /// direct calls, with every option set to a value of its own.
-#include "Overlay.h"
 #include "hosts/HostRun.h"
 #include "hosts/HostScene.h"
+#include "montage/Overlay.h"
 
 #include <gmock/gmock.h>
 #include <opencv2/imgcodecs.hpp>
