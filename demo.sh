@@ -3,7 +3,7 @@
 #
 # usage: ./demo.sh             overlapping views and a wide-angle view are rendered from photographs
 #                              of Debian's wallpapers
-#        ./demo.sh IMAGE...    montage of your own overlapping photographs, all of one size
+#        ./demo.sh IMAGE...    montage of your own overlapping photographs
 #
 # Everything it makes lies in demo-output/.
 set -euo pipefail
@@ -39,8 +39,8 @@ if [ "${#images[@]}" -eq 0 ]; then
   echo "is of another photograph and must be left out."
 fi
 
-# Both pipelines: diagnostic reports centres and quality, basic reports corners and keeps brightness.
-for pipeline in diagnostic basic; do
+# picture is for looking at; diagnostic and basic are those of SlabMontage.
+for pipeline in picture diagnostic basic; do
   echo
   echo "== orv2d montage --pipeline $pipeline"
   build/orv2d montage "${images[@]}" --slabs "$slabs" --pipeline "$pipeline" \

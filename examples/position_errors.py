@@ -51,12 +51,16 @@ def footprint(frame_from_camera, focal, width, height):
 
 
 def places(frame_from_world, cameras, truth, kind):
-    """Expected positions: centres relative to the top-left of all, or corners on the plane."""
+    """Expected positions: corners on the plane, or, relative to the top-left of all, centres of the
+    views or of their footprints."""
     prints = [footprint(multiplied(frame_from_world, camera), truth["focal"], truth["width"],
                         truth["height"]) for camera in cameras]
     if kind == "topLeftCorner":
         return [p[:2] for p in prints]
     left, top = min(p[0] for p in prints), min(p[1] for p in prints)
+    if kind == "centreInMontage":
+        axes = [[row[2] for row in multiplied(frame_from_world, camera)] for camera in cameras]
+        return [(truth["focal"] * x / z - left, truth["focal"] * y / z - top) for x, y, z in axes]
     return [((p[0] + p[2]) / 2 - left, (p[1] + p[3]) / 2 - top) for p in prints]
 
 
@@ -108,9 +112,9 @@ def main():
     views, images = truth["views"], report["images"]
     used = [i for i, image in enumerate(images) if image["used"]]
     cameras = [[views[i]["worldFromCamera"][3 * r:3 * r + 3] for r in range(3)] for i in used]
-    # Corners are composition pixels; bring them to full resolution, where the truth is.
+    # Others are composition pixels; bring them to full resolution, where the truth is.
     kind = report["positions"]["kind"]
-    scale = report["scales"]["compose"] if kind == "topLeftCorner" else 1
+    scale = 1 if kind == "centre" else report["scales"]["compose"]
     reported = [(images[i]["x"] / scale, images[i]["y"] / scale) for i in used]
     errors = min((fitted(transposed(camera), cameras, reported, truth, kind) for camera in cameras),
                  key=lambda each: sum(e * e for e in each))
@@ -118,7 +122,7 @@ def main():
     print(f"{'view':>4}  {'used':4}  {'reported x, y':>16}  {'error, px':>9}")
     lengths = {i: math.hypot(*errors[2 * j:2 * j + 2]) for j, i in enumerate(used)}
     for i, image in enumerate(images):
-        where = f"{image['x']:>8}{image['y']:>8}" if i in lengths else " " * 16
+        where = f"{image['x']:>8.0f}{image['y']:>8.0f}" if i in lengths else " " * 16
         error = f"{lengths[i]:9.2f}" if i in lengths else ""
         note = "" if image["used"] == views[i]["belongs"] else "  <- wrong"
         print(f"{i:>4}  {'yes' if image['used'] else 'no':4}  {where}  {error}{note}")

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "Pipeline/FindFeatures.h"
-#include "Pipeline/Hash.h"
 #include "Registration.h"
 #include "Registration/GreyImage.h"
 #include "Scaler/ResolutionScale.h"
 #include "montage/Features.h"
+#include "montage/Images.h"
 
 #include <opencv2/imgproc.hpp>
 

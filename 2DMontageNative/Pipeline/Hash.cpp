@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Pipeline/Hash.h"
+#include "montage/Images.h"
 
 #include <cstddef>
 

@@ -7,6 +7,7 @@
 #include "Composition/GraphCutSeams.h"
 #include "Composition/PlaneFootprint.h"
 #include "Composition/ScaleTolerance.h"
+#include "Composition/SeamFootprints.h"
 #include "Composition/SeamViews.h"
 #include "Pipeline/Adjust.h"
 #include "Pipeline/Crop.h"
@@ -413,6 +414,16 @@ cv::Point2d MontagePlan::montageFromImage(int index, cv::Point2d pixel) const {
                 ((pixel.y + 0.5) * scale - 0.5 - camera.ppy) / (camera.focal * camera.aspect),
                 1.0);
   return {planeScale * ray[0] / ray[2] - origin.x, planeScale * ray[1] / ray[2] - origin.y};
+}
+
+std::vector<cv::Point> MontagePlan::footprintCentres() const {
+  std::vector<cv::Point> corners;
+  std::vector<cv::Size> sizes;
+  for (const PlannedImage& image : images) {
+    corners.push_back(image.seamFootprint.tl());
+    sizes.push_back(image.seamFootprint.size());
+  }
+  return composition::footprintCentresOf(corners, sizes, seamScale);
 }
 
 }  // namespace montage

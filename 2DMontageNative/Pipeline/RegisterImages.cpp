@@ -3,7 +3,6 @@
 
 #include "Pipeline/Adjust.h"
 #include "Pipeline/FindFeatures.h"
-#include "Pipeline/Hash.h"
 #include "Pipeline/PairMatching.h"
 #include "Pipeline/Reasons.h"
 #include "Pipeline/Records.h"

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "SlabMontage.h"
 
-#include "Composition/SeamFootprints.h"
 #include "Pipeline/PlanMontage.h"
 #include "Pipeline/RegisterImages.h"
 #include "Platform/ParallelLoop.h"
@@ -78,17 +77,6 @@ void warnOfDroppedImages(const ::montage::Registration& registration, const char
   options.composeMegapixels = request.composeMegapixels;
   options.maxMegapixels = std::numeric_limits<double>::infinity();
   return ::montage::planSource(registration, slabOf(request, 0), options, {});
-}
-
-/// Centres of the warped images at seam scale, in full-resolution pixels.
-std::vector<cv::Point> footprintCentres(const ::montage::MontagePlan& plan) {
-  std::vector<cv::Point> corners;
-  std::vector<cv::Size> sizes;
-  for (const ::montage::PlannedImage& image : plan.images) {
-    corners.push_back(image.seamFootprint.tl());
-    sizes.push_back(image.seamFootprint.size());
-  }
-  return Composition::footprintCentresOf(corners, sizes, plan.seamScale);
 }
 
 /// Top-left corners of the warped images at composition scale; without slabs nothing brings them
@@ -299,7 +287,7 @@ int SlabMontage::Process(std::vector<cv::Mat>& images,
   *focalRange = registration.figures.focalRange;
   *rotationMax = registration.figures.rotationMax;
   ::montage::MontagePlan plan = planFirstSlab(::montage::Preset::diagnostic, registration, request);
-  report(plan, footprintCentres(plan), outputs);
+  report(plan, plan.footprintCentres(), outputs);
   composeSlabs(std::move(plan), request, outputs);
   return Platform::kSuccess;
 }

@@ -17,16 +17,18 @@ std::optional<double> parseNumber(const std::string& text) {
 }
 
 CLI::Validator megapixelCheck() {
+  constexpr double kMinMegapixels = 0.0001;
   constexpr double kMaxMegapixels = 1000.0;
   constexpr double kFullResolution = -1.0;
   const auto check = [=](const std::string& text) -> std::string {
     const std::optional<double> value = parseNumber(text);
-    const bool possible =
-        value && (*value == kFullResolution || (*value > 0.0 && *value <= kMaxMegapixels));
+    const bool possible = value && (*value == kFullResolution ||
+                                    (*value >= kMinMegapixels && *value <= kMaxMegapixels));
     return possible ? ""
                     : "'" + text +
-                          "' is no resolution; megapixels above 0 and up to 1000, or -1 for full "
-                          "resolution, are expected";
+                          "' is no resolution; 0.0001 to 1000 megapixels, or -1 for full "
+                          "resolution, are "
+                          "expected";
   };
   return {check, "MEGAPIXELS"};
 }

@@ -14,7 +14,7 @@ namespace orv2d {
 /// The whole of `text` as a finite number; nothing for any other text, "nan" and "inf" included.
 std::optional<double> parseNumber(const std::string& text);
 
-/// Accepts a resolution in megapixels: above 0 and up to 1000, or -1 for full resolution.
+/// Accepts a resolution in megapixels: 0.0001 to 1000, or -1 for full resolution.
 CLI::Validator megapixelCheck();
 
 }  // namespace orv2d

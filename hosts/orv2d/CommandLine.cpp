@@ -71,7 +71,7 @@ std::string unknownOption(const CLI::App& command, const Words& words) {
 
 void requireCommand(const CLI::App& app, const Words& words) {
   const Words commands = commandNames(app);
-  const std::string expected = "orv2d montage or orv2d correct is expected";
+  const std::string expected = "orv2d montage, register, compose, inspect or correct is expected";
   if (words.empty()) {
     refuse("no command; " + expected);
   }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Console.h"
 
+#include "StandardError.h"
+
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
@@ -58,7 +60,7 @@ std::string escaped(const std::string& text) {
 }
 
 void printMessage(const std::string& text) {
-  std::cerr << "orv2d: " + escaped(text) + "\n" << std::flush;
+  writeToStandardError("orv2d: " + escaped(text) + "\n");
 }
 
 void printLine(const std::string& text) {

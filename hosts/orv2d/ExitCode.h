@@ -21,6 +21,9 @@ enum class ExitCode {
   OutputNotWritable = 6,
   NoCorrection = 7,
   NoPreview = 8,
+  NotShowable = 9,
+  Interrupted = 130,  // 128 + the number of the signal, as shells have it
+  Terminated = 143,
 };
 
 struct ExitCodeMeaning {
@@ -29,16 +32,19 @@ struct ExitCodeMeaning {
 };
 
 /// Every exit code with its sentence, for the help text.
-inline constexpr std::array<ExitCodeMeaning, 9> kExitCodes = {{
+inline constexpr std::array<ExitCodeMeaning, 12> kExitCodes = {{
     {ExitCode::Success, "success"},
     {ExitCode::InternalError, "internal error or out of memory"},
     {ExitCode::Usage, "wrong usage: an option, a value or a combination is not possible"},
     {ExitCode::UnreadableInput, "an input is missing, damaged or of a kind that is not accepted"},
     {ExitCode::NoMontage, "no montage: fewer than two images connect"},
-    {ExitCode::CamerasNotFinite, "no montage: the camera estimate did not stay finite"},
+    {ExitCode::CamerasNotFinite, "no montage: the cameras diverged (basic and diagnostic)"},
     {ExitCode::OutputNotWritable, "an output cannot be written"},
     {ExitCode::NoCorrection, "no correction: the content is missing, cut off or broken"},
     {ExitCode::NoPreview, "the result is written, but its preview could not be made"},
+    {ExitCode::NotShowable, "no montage: it would be too large, or no plane can show it"},
+    {ExitCode::Interrupted, "stopped by Ctrl-C; nothing is written"},
+    {ExitCode::Terminated, "stopped by SIGTERM; nothing is written"},
 }};
 
 /// What ends the program early: a sentence for the user and the code to exit with.

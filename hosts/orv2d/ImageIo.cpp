@@ -2,7 +2,7 @@
 #include "ImageIo.h"
 
 #include "ExitCode.h"
-#include "StandardErrorCapture.h"
+#include "StandardError.h"
 
 #include <opencv2/imgcodecs.hpp>
 
@@ -11,6 +11,7 @@
 #include <cctype>
 #include <cstdint>
 #include <fstream>
+#include <montage/Images.h>
 #include <string_view>
 #include <vector>
 
@@ -57,54 +58,6 @@ const Format* formatOf(const fs::path& path) {
   throw HostError(ExitCode::OutputNotWritable, "cannot write " + inQuotes(path) + ": " + reason);
 }
 
-bool isJpeg(const fs::path& path) {
-  std::array<char, 2> start{};
-  std::ifstream(path, std::ios::binary).read(start.data(), start.size());
-  return start[0] == '\xFF' && start[1] == '\xD8';
-}
-
-/// Decodes with the depth and the channels of the file; empty if that fails or the file is cut off.
-cv::Mat decode(const fs::path& path) {
-  // Only a JPEG is asked for "any colour": that turns it upright, but would drop an alpha channel
-  // in the other formats, which is to be refused.
-  const int flags = isJpeg(path) ? cv::IMREAD_ANYCOLOR | cv::IMREAD_ANYDEPTH : cv::IMREAD_UNCHANGED;
-  StandardErrorCapture decoderMessages;
-  cv::Mat image;
-  try {
-    image = cv::imread(path.string(), flags);
-  } catch (const cv::Exception& error) {
-    if (error.code == cv::Error::StsNoMem) {
-      throw;
-    }
-    unreadable(path, "the decoder refuses it (" + error.err + ")");
-  }
-  std::string said = decoderMessages.finish();
-  std::transform(said.begin(), said.end(), said.begin(), [](unsigned char c) {
-    return static_cast<char>(std::tolower(c));
-  });
-  const bool cutOff = said.find("premature end") != std::string::npos;
-  return cutOff ? cv::Mat() : image;
-}
-
-std::string depthName(int depth) {
-  constexpr std::array<const char*, 8> kNames = {"8-bit",
-                                                 "signed 8-bit",
-                                                 "16-bit",
-                                                 "signed 16-bit",
-                                                 "32-bit integer",
-                                                 "32-bit float",
-                                                 "64-bit float",
-                                                 "16-bit float"};
-  return kNames.at(static_cast<std::size_t>(depth));
-}
-
-/// How to convert an image that is not accepted, with the options of ImageMagick's `convert`.
-std::string conversion(const fs::path& path, const std::string& options) {
-  const fs::path result = path.parent_path() / (path.stem().string() + "-converted.png");
-  return "; convert it first, for example with ImageMagick: convert " + inQuotes(path) + " " +
-         options + " " + inQuotes(result);
-}
-
 void writeTo(const fs::path& file,
              std::ios::openmode mode,
              const void* bytes,
@@ -142,34 +95,12 @@ void requireExistingFile(const fs::path& path) {
 
 cv::Mat readImage(const fs::path& path) {
   requireExistingFile(path);
-  if (!std::ifstream(path, std::ios::binary)) {
-    unreadable(path, "it cannot be opened for reading");
+  const DecoderSilence silence;
+  try {
+    return montage::readImageFile(path);
+  } catch (const montage::FileError& error) {
+    unreadable(path, error.reason());
   }
-  std::error_code error;
-  if (fs::file_size(path, error) == 0) {
-    unreadable(path, "it is empty");
-  }
-  cv::Mat image = decode(path);
-  if (image.empty()) {
-    unreadable(path,
-               cv::haveImageReader(path.string())
-                   ? "the image is damaged or cut off; copy or export it again"
-                   : "it is not an image; PNG, TIFF, JPEG, BMP and the like are read");
-  }
-  if (image.depth() != CV_8U) {
-    unreadable(path,
-               "it has " + depthName(image.depth()) + " samples, 8-bit samples are expected" +
-                   conversion(path, "-depth 8"));
-  }
-  if (image.channels() == 4) {
-    unreadable(path,
-               "it has an alpha channel, grey or colour without one is expected" +
-                   conversion(path, "-background black -alpha remove -alpha off"));
-  }
-  if (image.channels() != 1 && image.channels() != 3) {
-    unreadable(path, "it has " + std::to_string(image.channels()) + " channels, 1 or 3 expected");
-  }
-  return image.isContinuous() ? image : image.clone();
 }
 
 bool hasImageFormat(const fs::path& path) {
@@ -184,22 +115,37 @@ void requireImageFormat(const fs::path& path) {
   }
 }
 
-void writeImage(const cv::Mat& image, const fs::path& target, const fs::path& file) {
+bool isJpegName(const fs::path& path) {
+  const Format* format = formatOf(path);
+  return format != nullptr && format->maxSide == kJpegMaxSide;
+}
+
+void requireFormatHolds(cv::Size size, int channels, const fs::path& target) {
   const Format& format = *formatOf(target);
-  const std::string size = std::to_string(image.cols) + " x " + std::to_string(image.rows);
-  if (std::max(image.cols, image.rows) > format.maxSide) {
+  const std::string text = std::to_string(size.width) + " x " + std::to_string(size.height);
+  if (std::max(size.width, size.height) > format.maxSide) {
     unwritable(target,
-               size + " pixels exceed the format's limit of " + std::to_string(format.maxSide) +
+               text + " pixels exceed the format's limit of " + std::to_string(format.maxSide) +
                    " per side; use TIFF or a lower resolution");
   }
-  if (image.total() * image.elemSize() > format.maxBytes) {
+  const auto bytes = static_cast<std::uint64_t>(size.width) *
+                     static_cast<std::uint64_t>(size.height) * static_cast<std::uint64_t>(channels);
+  if (bytes > format.maxBytes) {
     unwritable(target,
-               size + " pixels exceed the format's limit of 4 GiB; use PNG or a lower resolution");
+               text + " pixels exceed the format's limit of 4 GiB; use PNG or a lower resolution");
   }
+}
+
+void writeImage(const cv::Mat& image, const fs::path& target, const fs::path& file, int quality) {
+  requireFormatHolds(image.size(), image.channels(), target);
   // Encoded in memory: OpenCV's own writing to a file does not notice a full disk.
   std::vector<unsigned char> bytes;
-  if (!cv::imencode(std::string(format.extension), image, bytes)) {
-    unwritable(target, "the encoder refuses an image of " + size + " pixels");
+  const std::vector<int> parameters =
+      isJpegName(target) ? std::vector<int>{cv::IMWRITE_JPEG_QUALITY, quality} : std::vector<int>{};
+  if (!cv::imencode(std::string(formatOf(target)->extension), image, bytes, parameters)) {
+    unwritable(target,
+               "the encoder refuses an image of " + std::to_string(image.cols) + " x " +
+                   std::to_string(image.rows) + " pixels");
   }
   writeBytes(bytes.data(), bytes.size(), target, file);
 }

@@ -30,11 +30,22 @@ void requireImageFormat(const std::filesystem::path& path);
 /// Whether `requireImageFormat` accepts the name.
 bool hasImageFormat(const std::filesystem::path& path);
 
+/// Whether the name is that of a JPEG.
+bool isJpegName(const std::filesystem::path& path);
+
+/// Throws `HostError` (output not writable) if the format of the name of `target` cannot hold a
+/// picture of `size` pixels and `channels` samples each.
+void requireFormatHolds(cv::Size size, int channels, const std::filesystem::path& target);
+
+constexpr int kJpegQuality = 95;
+
 /// Encodes `image` in the format of the name of `target` and writes it to `file`.
 /// Throws `HostError` (output not writable) when the format cannot hold it or the disk is full.
+/// @param[in] quality  of a JPEG, 1 to 100.
 void writeImage(const cv::Mat& image,
                 const std::filesystem::path& target,
-                const std::filesystem::path& file);
+                const std::filesystem::path& file,
+                int quality = kJpegQuality);
 
 /// Writes `size` bytes to `file`; throws `HostError` (output not writable) naming `target`.
 void writeBytes(const void* bytes,

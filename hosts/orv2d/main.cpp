@@ -3,28 +3,31 @@
 /// orv2d: image montage and wide-angle correction from the command line.
 #include "CommandLine.h"
 #include "Console.h"
-#include "CorrectCommand.h"
 #include "ExitCode.h"
+#include "Failure.h"
 #include "HelpFormat.h"
 #include "ImageIo.h"
-#include "MontageCommand.h"
+#include "correct/CorrectCommand.h"
+#include "montage/MontageArguments.h"
+#include "montage/MontageCommand.h"
+#include "montage/RegistrationCommands.h"
 
 #include <CLI/CLI.hpp>
 #include <opencv2/core.hpp>
 #include <opencv2/core/utils/logger.hpp>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
+#include <functional>
 #include <memory>
-#include <new>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 
 using orv2d::ExitCode;
-
-const char* const kOutOfMemory =
-    "out of memory; use fewer or smaller images, or a lower resolution";
 
 std::string exitCodeHelp() {
   std::ostringstream text;
@@ -55,11 +58,33 @@ ExitCode run(int argc, char** argv) {
   app.set_version_flag("--version", version);
   app.formatter(std::make_shared<orv2d::HelpFormat>());  // the commands inherit it
   orv2d::MontageSettings montage;
-  orv2d::CorrectSettings correct;
-  CLI::App* montageApp = orv2d::addMontageCommand(app, montage);
-  CLI::App* correctApp = orv2d::addCorrectCommand(app, correct);
-  for (CLI::App* part : {&app, montageApp, correctApp}) {
-    part->footer(exitCodeHelp());
+  orv2d::MontageSettings registration;
+  orv2d::MontageSettings composition;
+  orv2d::MontageSettings inspection;
+  orv2d::CorrectSettings correction;
+  struct Command {
+    CLI::App* app;
+    const std::vector<std::string>& images;
+    std::function<ExitCode()> run;
+  };
+  const std::array<Command, 5> commands = {{{orv2d::addMontageCommand(app, montage),
+                                             montage.images,
+                                             [&] { return orv2d::montageCommand(montage); }},
+                                            {orv2d::addRegisterCommand(app, registration),
+                                             registration.images,
+                                             [&] { return orv2d::registerCommand(registration); }},
+                                            {orv2d::addComposeCommand(app, composition),
+                                             composition.images,
+                                             [&] { return orv2d::composeCommand(composition); }},
+                                            {orv2d::addInspectCommand(app, inspection),
+                                             inspection.images,
+                                             [&] { return orv2d::inspectCommand(inspection); }},
+                                            {orv2d::addCorrectCommand(app, correction),
+                                             correction.images,
+                                             [&] { return orv2d::correctCommand(correction); }}}};
+  app.footer(exitCodeHelp());
+  for (const Command& command : commands) {
+    command.app->footer(exitCodeHelp());
   }
   const orv2d::Words words(argv + std::min(argc, 1), argv + argc);
   orv2d::requireCommand(app, words);
@@ -71,42 +96,24 @@ ExitCode run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     throw orv2d::HostError(ExitCode::Usage, orv2d::usageSentence(app, words, error));
   }
+  const auto* chosen = std::find_if(commands.begin(), commands.end(), [](const Command& command) {
+    return command.app->parsed();
+  });
   // A missing file or a folder is named before anything else is said of the images.
-  for (const auto* images : {&montage.images, &correct.images}) {
-    std::for_each(images->begin(), images->end(), orv2d::requireExistingFile);
-  }
-  return montageApp->parsed() ? orv2d::montageCommand(montage) : orv2d::correctCommand(correct);
-}
-
-std::string sentenceOf(const cv::Exception& error) {
-  if (error.code == cv::Error::StsNoMem) {
-    return kOutOfMemory;
-  }
-  if (error.code == cv::Error::StsOutOfRange) {
-    return "the result would be too large (" + error.err + "); use a lower resolution";
-  }
-  return "internal error in " + error.func + ": " + error.err;
+  std::for_each(chosen->images.begin(), chosen->images.end(), orv2d::requireExistingFile);
+  return chosen->run();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  ExitCode code = ExitCode::InternalError;
   try {
     silenceOpenCv();
     ignoreFileSizeSignal();
-    code = run(argc, argv);
-  } catch (const orv2d::HostError& error) {
-    orv2d::printMessage(error.what());
-    code = error.code();
-  } catch (const cv::Exception& error) {
-    orv2d::printMessage(sentenceOf(error));
-  } catch (const std::bad_alloc&) {
-    orv2d::printMessage(kOutOfMemory);
-  } catch (const std::exception& error) {
-    orv2d::printMessage(std::string("internal error: ") + error.what());
+    return static_cast<int>(run(argc, argv));
   } catch (...) {
-    orv2d::printMessage("internal error");
+    const orv2d::Failure failure = orv2d::currentFailure();
+    orv2d::printMessage(failure.message);
+    return static_cast<int>(failure.code);
   }
-  return static_cast<int>(code);
 }

@@ -15,6 +15,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <mutex>
@@ -44,6 +45,10 @@ class MONTAGE_API FileError : public std::runtime_error {
 /// damaged,
 ///   cut off, of more than 8 bits per sample, or with other than 1 or 3 channels.
 MONTAGE_API cv::Mat readImageFile(const std::filesystem::path& file);
+
+/// A number that tells images apart, of size, channels and pixels; the same on every machine, never
+/// 0. Not meant against forgery.
+MONTAGE_API std::uint64_t hashOf(const cv::Mat& image);
 
 /// The images of one slab.
 ///

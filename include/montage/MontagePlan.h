@@ -80,6 +80,10 @@ struct MontagePlan {
   /// Where a pixel of source image `index` (full resolution) lies in the montage.
   /// @throw std::invalid_argument if the image is not in the plan.
   [[nodiscard]] MONTAGE_API cv::Point2d montageFromImage(int index, cv::Point2d pixel) const;
+
+  /// Centres of the warped images in the order of `images`, pixels at full resolution from the
+  /// top-left corner of all warped images: what the longer overload of `SlabMontage` reports.
+  [[nodiscard]] MONTAGE_API std::vector<cv::Point> footprintCentres() const;
 };
 
 /// Lays the images out on a plane, equalises their exposures and cuts their overlaps.

@@ -13,7 +13,7 @@ out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
 "$build/render_views" "$photograph" "$backgrounds/aitzgorri_by_Aitzol_Berasategi.jpg" "$out"
 
-for pipeline in diagnostic basic; do
+for pipeline in picture diagnostic basic; do
   "$build/orv2d" montage "$out"/slab?_view?.png --slabs 2 --pipeline "$pipeline" --seams none \
     -o "$out/$pipeline{slab}.png" --report "$out/$pipeline.json" --quiet
   [ -s "$out/${pipeline}1.png" ]

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 /// @file
 /// The search for a fisheye lens's circle: drawn pictures, and photographs.
-#include "ContentCircle.h"
+#include "correct/ContentCircle.h"
 #include "hosts/HostScene.h"
 
 #include <gtest/gtest.h>

@@ -3,7 +3,7 @@
 /// What `orv2d correct` hands to the library and gets from it: files, report and preview equal
 /// those of a direct call, with every option set to a value of its own.
 #include "DistortCorrect.h"
-#include "Preview.h"
+#include "correct/Preview.h"
 #include "hosts/HostRun.h"
 #include "hosts/HostScene.h"
 

@@ -45,16 +45,26 @@ HostTest::~HostTest() {
   fs::remove(folder_.string() + ".err", ignored);
 }
 
-RunResult HostTest::run(const std::string& arguments, int maxKilobytes) const {
+RunResult HostTest::shell(const std::string& line) const {
   const std::string out = folder_.string() + ".out";
   const std::string err = folder_.string() + ".err";
+  const std::string command = "cd '" + folder_.string() + "' && PROGRAM='" ORV2D_PROGRAM "' OUT='" +
+                              out + "' ERR='" + err + "' && " + line;
+  const int status = std::system(command.c_str());  // NOLINT(concurrency-mt-unsafe): one thread
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(out), linesOf(contentOf(err))};
+}
+
+RunResult HostTest::run(const std::string& arguments, int maxKilobytes) const {
   // The unit of the limit is 512 bytes.
   const std::string limit =
       maxKilobytes > 0 ? "ulimit -f " + std::to_string(2 * maxKilobytes) + " && " : "";
-  const std::string command = "cd '" + folder_.string() + "' && " + limit + "'" ORV2D_PROGRAM "' " +
-                              arguments + " >'" + out + "' 2>'" + err + "'";
-  const int status = std::system(command.c_str());  // NOLINT(concurrency-mt-unsafe): one thread
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(out), linesOf(contentOf(err))};
+  return shell(limit + R"("$PROGRAM" )" + arguments + R"( >"$OUT" 2>"$ERR")");
+}
+
+RunResult HostTest::runUntilItSpeaks(const std::string& arguments) const {
+  return shell(R"(: >"$ERR" && { "$PROGRAM" )" + arguments + R"( >"$OUT" 2>"$ERR" & p=$!; )" +
+               R"(while [ ! -s "$ERR" ] && kill -0 $p; do sleep 0.01; done; )" +
+               "kill -TERM $p; wait $p; }");
 }
 
 std::set<std::string> HostTest::files() const {

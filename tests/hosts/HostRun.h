@@ -32,6 +32,9 @@ class HostTest : public ::testing::Test {
   /// `maxKilobytes` only (0: to any size).
   RunResult run(const std::string& arguments, int maxKilobytes = 0) const;
 
+  /// Runs the program and sends it SIGTERM as soon as it has said something on standard error.
+  [[nodiscard]] RunResult runUntilItSpeaks(const std::string& arguments) const;
+
   [[nodiscard]] std::filesystem::path path(const std::string& name) const { return folder_ / name; }
   /// Names of all files and folders in the folder, hidden ones included.
   [[nodiscard]] std::set<std::string> files() const;
@@ -44,6 +47,9 @@ class HostTest : public ::testing::Test {
   void expectRefused(const std::string& arguments, int exitCode, const std::string& phrase) const;
 
  private:
+  /// Runs a line of shell, in which $PROGRAM stands for the program.
+  [[nodiscard]] RunResult shell(const std::string& line) const;
+
   std::filesystem::path folder_;
 };
 

@@ -1,16 +1,20 @@
 // SPDX-License-Identifier: MIT
 /// @file
-/// `orv2d montage` with good input.
+/// `orv2d montage`, `register`, `compose` and `inspect` from end to end.
 #include "hosts/HostRun.h"
 #include "hosts/HostScene.h"
 
 #include <gmock/gmock.h>
 #include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <cmath>
 
 namespace orv2d::tests {
 namespace {
 
 using ::testing::AllOf;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -28,6 +32,16 @@ class MontageHost : public HostTest {
     }
     return names;
   }
+
+  [[nodiscard]] cv::Mat image(const std::string& name) const {
+    return cv::imread(path(name).string(), cv::IMREAD_UNCHANGED);
+  }
+
+  /// The montage of the views of `writeViews` with some options.
+  [[nodiscard]] cv::Mat montageOf(const std::string& views, const std::string& options) const {
+    EXPECT_EQ(run("montage " + views + "-o out.png --quiet " + options).exitCode, 0) << options;
+    return image("out.png");
+  }
 };
 
 TEST_F(MontageHost, JoinsTheViewsAndNamesTheOneThatDoesNotBelong) {
@@ -41,76 +55,48 @@ TEST_F(MontageHost, JoinsTheViewsAndNamesTheOneThatDoesNotBelong) {
   EXPECT_EQ(files(),
             (std::set<std::string>{
                 "v0.png", "v1.png", "v2.png", "stranger.png", "out.png", "r.json", "marks.png"}));
-  EXPECT_THAT(result.out, AllOf(HasSubstr("v1.png"), HasSubstr("projection error, rms")));
-  EXPECT_THAT(result.errorLines.back(), AllOf(HasSubstr("left out"), HasSubstr("'stranger.png'")));
+  EXPECT_THAT(
+      result.out,
+      AllOf(HasSubstr("v1.png"), HasSubstr("noPartner"), HasSubstr("projection error, rms")));
+  EXPECT_THAT(result.errorLines, Contains(HasSubstr("comparing images, 6 pairs")));
+  EXPECT_THAT(result.errorLines.back(),
+              AllOf(HasSubstr("left out: 'stranger.png': no other image shares enough"),
+                    HasSubstr("a third or more")));
 
   const nlohmann::json report = json("r.json");
   EXPECT_EQ(report["status"], 0);
   const auto& images = report["images"];
   ASSERT_EQ(images.size(), 4U);
   EXPECT_EQ(images[2]["file"], "v2.png");
+  EXPECT_EQ(images[2]["verdict"], "used");
   EXPECT_EQ(images[3]["used"], false);
+  EXPECT_EQ(images[3]["verdict"], "noPartner");
+  EXPECT_THAT(images[3]["reason"].get<std::string>(), HasSubstr("0.70 needed"));
   EXPECT_TRUE(images[3]["x"].is_null());
-  // Footprint of a view turned by 12 degrees: from tan(12 - 21.75) to tan(12 + 21.75 degrees) on a
-  // plane 500 pixels away, so its centre lies 124 pixels from that of the middle view.
-  EXPECT_NEAR(images[1]["x"].get<int>() - images[0]["x"].get<int>(), 124, 4);
-  EXPECT_NEAR(images[2]["x"].get<int>() - images[1]["x"].get<int>(), 124, 4);
-
-  const cv::Mat montage = cv::imread(path("out.png").string(), cv::IMREAD_UNCHANGED);
-  EXPECT_EQ(report["montages"][0]["width"], montage.cols);
-  EXPECT_EQ(report["montages"][0]["height"], montage.rows);
-  EXPECT_EQ(cv::imread(path("marks.png").string()).size(), montage.size());
-  EXPECT_LT(report["quality"]["projectionErrorRms"]["value"].get<double>(), 3.0);
+  // The axes of views turned by 12 degrees meet a plane 500 pixels away 500 tan 12 = 106.3 px apart.
+  EXPECT_NEAR(images[1]["x"].get<double>() - images[0]["x"].get<double>(), 106.3, 1.5);
+  EXPECT_NEAR(images[2]["x"].get<double>() - images[1]["x"].get<double>(), 106.3, 1.5);
+  EXPECT_LT(report["quality"]["projectionErrorRms"]["value"].get<double>(), 0.5);
   EXPECT_EQ(report["quality"]["rotationMax"]["unit"], "rad");
-  EXPECT_EQ(report["settings"]["registrationMp"], 0.6);
+  EXPECT_EQ(report["settings"]["pipeline"], "picture");
   EXPECT_EQ(report["versions"]["OpenCV"], CV_VERSION);
   EXPECT_GT(report["times"]["montage"]["value"].get<double>(), 0.0);
 }
 
-TEST_F(MontageHost, MarksEveryUsedImageInsideTheMontageInBothPipelines) {
-  const std::string views = writeViews(3);
-  for (const std::string pipeline : {"diagnostic", "basic"}) {
-    SCOPED_TRACE(pipeline);
-    ASSERT_EQ(run("montage " + views + "-o out.png --report r.json --overlay marks.png " +
-                  "--compose-mp 0.05 --pipeline " + pipeline)
-                  .exitCode,
-              0);
-    const nlohmann::json report = json("r.json");
-    cv::Mat difference;
-    cv::absdiff(
-        cv::imread(path("out.png").string()), cv::imread(path("marks.png").string()), difference);
-    const cv::Rect all({}, difference.size());
-    for (const auto& image : report["images"]) {
-      const cv::Point mark(image["montageX"], image["montageY"]);
-      ASSERT_TRUE(all.contains(mark)) << mark;
-      EXPECT_GT(cv::norm(difference(cv::Rect(mark, cv::Size(3, 3)) & all)), 0.0) << mark;
-    }
-    EXPECT_EQ(report["quality"].is_null(), pipeline == "basic");
-  }
-}
-
 TEST_F(MontageHost, ComposesEverySlabIntoItsOwnFile) {
   const std::string views = writeViews(2);
-  for (int i = 0; i < 2; ++i) {
-    const cv::Mat view = cv::imread(path("v" + std::to_string(i) + ".png").string());
-    cv::imwrite(path("w" + std::to_string(i) + ".png").string(), 255 - view);
-  }
-  struct Case {
+  struct Names {
     std::string pattern;
     std::string first;
     std::string second;
   };
-  for (const Case& names : {Case{"m.png", "m_slab0.png", "m_slab1.png"},
-                            Case{"a{slab}b.tif", "a0b.tif", "a1b.tif"},
-                            Case{"p%03d.jpg", "p000.jpg", "p001.jpg"}}) {
+  for (const Names& names : {Names{"m.png", "m_slab0.png", "m_slab1.png"},
+                             Names{"a{slab}b.tif", "a0b.tif", "a1b.tif"},
+                             Names{"p%03d.jpg", "p000.jpg", "p001.jpg"}}) {
     SCOPED_TRACE(names.pattern);
-    ASSERT_EQ(
-        run("montage " + views + "w0.png w1.png --slabs 2 --grey -o " + names.pattern).exitCode, 0);
-    const cv::Mat first = cv::imread(path(names.first).string(), cv::IMREAD_UNCHANGED);
-    const cv::Mat second = cv::imread(path(names.second).string(), cv::IMREAD_UNCHANGED);
-    ASSERT_FALSE(first.empty());
-    EXPECT_EQ(first.size(), second.size());
-    EXPECT_EQ(first.channels(), 1);
+    ASSERT_EQ(run("montage " + views + views + "--slabs 2 -o " + names.pattern).exitCode, 0);
+    EXPECT_FALSE(image(names.first).empty());
+    EXPECT_EQ(bytes(names.first), bytes(names.second));
   }
 }
 
@@ -121,19 +107,157 @@ TEST_F(MontageHost, ReplacesAnEarlierMontageAndSaysNothingWhenQuiet) {
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.out, "");
   EXPECT_THAT(result.errorLines, IsEmpty());
-  EXPECT_FALSE(cv::imread(path("out.png").string()).empty());
+  EXPECT_FALSE(image("out.png").empty());
 }
 
-TEST_F(MontageHost, SaysWhatToTryWhenNothingConnectsAndStillReports) {
+TEST_F(MontageHost, RegisteringAndComposingIsTheSameAsBothAtOnce) {
+  const std::string views = writeViews(3);
+  ASSERT_EQ(run("montage " + views + "-o all.png --save-registration saved.json").exitCode, 0);
+  ASSERT_EQ(run("register " + views + "-o r.json").exitCode, 0);
+  EXPECT_TRUE(bytes("saved.json") == bytes("r.json"));
+  ASSERT_EQ(run("compose r.json -o named.png").exitCode, 0);
+  ASSERT_EQ(run("compose r.json " + views + views + "--slabs 2 -o slab{slab}.png").exitCode, 0);
+  ASSERT_EQ(run("montage " + views + "--registration r.json -o again.png").exitCode, 0);
+  for (const char* name : {"named.png", "slab0.png", "slab1.png", "again.png"}) {
+    EXPECT_TRUE(bytes(name) == bytes("all.png")) << name;
+  }
+
+  EXPECT_THAT(run("inspect r.json").out,
+              AllOf(HasSubstr("3 images of 3 connect"), HasSubstr("v1.png"), HasSubstr("0-1 ")));
+  const nlohmann::json shown = nlohmann::json::parse(run("inspect r.json --json").out);
+  EXPECT_NEAR(shown["images"][2]["camera"]["focal"].get<double>(), 500.0, 5.0);
+  EXPECT_EQ(shown["groups"][0]["images"], (std::vector<int>{0, 1, 2}));
+  EXPECT_EQ(shown["pairs"].size(), 3U);
+
+  // Other images take the place of those that are named; changed ones do not go unnoticed.
+  for (const char* name : {"v0.png", "v1.png", "v2.png"}) {
+    cv::imwrite(path(name).string(), 255 - image(name));
+  }
+  expectRefused("compose r.json -o out.png --quiet", 3, "is not the image that was registered");
+  ASSERT_EQ(run("compose r.json " + views + "-o inverse.png").exitCode, 0);
+  EXPECT_EQ(image("inverse.png").size(), image("all.png").size());
+}
+
+TEST_F(MontageHost, ADryRunSaysWhatAMontageWouldBeAndWritesNothing) {
+  const std::string views = writeViews(2);
+  const std::set<std::string> before = files();
+  const std::string command =
+      "montage " + views + "-o out.png --report r.json --save-registration s.json";
+  const RunResult result = run(command + " --dry-run");
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_EQ(files(), before);
+  ASSERT_EQ(run(command).exitCode, 0);
+  const cv::Size size = image("out.png").size();
+  EXPECT_THAT(result.out,
+              AllOf(HasSubstr("v1.png"),
+                    HasSubstr(std::to_string(size.width) + " x " + std::to_string(size.height)),
+                    HasSubstr(" MB")));
+}
+
+TEST_F(MontageHost, AStoppedRunLeavesNothing) {
+  const std::string views = writeViews(3);
+  const std::set<std::string> before = files();
+  const RunResult result = runUntilItSpeaks(
+      "montage " + views + "-o out.png --report r.json --save-registration s.json");
+  EXPECT_EQ(result.exitCode, 143);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.errorLines.back(), HasSubstr("stopped; nothing is written"));
+  EXPECT_EQ(files(), before);
+}
+
+TEST_F(MontageHost, CropsAndBackgroundsAreWhatTheyPromise) {
+  const std::string views = writeViews(3);
+  const cv::Mat plain = montageOf(views, "");
+  std::vector<cv::Mat> planes;
+  cv::split(montageOf(views, "--background transparent"), planes);
+  ASSERT_EQ(planes.size(), 4U);
+  const cv::Mat covered = planes[3].clone();
+  ASSERT_EQ(covered.size(), plain.size());
+  EXPECT_EQ(cv::countNonZero(covered == 255) + cv::countNonZero(covered == 0),
+            static_cast<int>(covered.total()));
+  ASSERT_GT(cv::countNonZero(covered == 0), 1000);
+  cv::Mat colour;
+  planes.pop_back();
+  cv::merge(planes, colour);
+  EXPECT_EQ(cv::norm(colour, plain, cv::NORM_INF), 0.0);
+
+  cv::Mat white = plain.clone();
+  white.setTo(cv::Scalar::all(255), covered == 0);
+  EXPECT_EQ(cv::norm(montageOf(views, "--background white"), white, cv::NORM_INF), 0.0);
+
+  cv::split(montageOf(views, "--background transparent --crop inner"), planes);
+  EXPECT_EQ(cv::countNonZero(planes[3] == 0), 0);
+  EXPECT_GT(planes[3].total(), covered.total() / 2);
+
+  std::vector<cv::Point> points;
+  cv::findNonZero(covered, points);
+  EXPECT_EQ(montageOf(views, "--crop content").size(), cv::boundingRect(points).size());
+}
+
+TEST_F(MontageHost, JoinsImagesOfDifferentSizes) {
+  writeViews(3);
+  const cv::Mat narrow = image("v1.png").colRange(30, 340).clone();
+  cv::imwrite(path("v1.png").string(), narrow);
+  ASSERT_EQ(run("montage v0.png v1.png v2.png -o out.png --report r.json").exitCode, 0);
+  const nlohmann::json images = json("r.json")["images"];
+  EXPECT_EQ(images[1]["width"], 310);
+  EXPECT_EQ(images[1]["used"], true);
+  // The centre of the part lies (30 + 339) / 2 - 199.5 = -15 px from that of the whole view.
+  EXPECT_NEAR(images[1]["x"].get<double>() - images[0]["x"].get<double>(), 106.3 - 15, 2.0);
+}
+
+TEST_F(MontageHost, AFailedRunSaysWhyAndWritesWhatWasAskedForOfIt) {
   cv::imwrite(path("a.png").string(), texturedScene({400, 300}, 1));
   cv::imwrite(path("b.png").string(), texturedScene({400, 300}, 2));
+  writeViews(2);
   writeText("out.png", "earlier");
-  const RunResult result = run("montage a.png b.png -o out.png --report r.json --quiet");
-  EXPECT_EQ(result.exitCode, 4);
-  EXPECT_THAT(result.errorLines, ElementsAre(HasSubstr("--registration-mp")));
-  EXPECT_EQ(bytes("out.png"), "earlier");
-  EXPECT_EQ(json("r.json")["status"], 1);
-  EXPECT_EQ(files(), (std::set<std::string>{"a.png", "b.png", "out.png", "r.json"}));
+  writeText("bad.png", "no picture");
+  struct Case {
+    std::string arguments;
+    int exitCode;
+    nlohmann::json status;
+    std::string reason;
+  };
+  for (const Case& each : {Case{"a.png b.png", 4, 1, "fewer than two of the 2 images connect"},
+                           Case{"v0.png v1.png --max-size 0.1", 9, 3, "at most 0.1 are allowed"},
+                           Case{"v0.png v1.png v0.png bad.png --slabs 2", 3, nullptr, "bad.png"}}) {
+    SCOPED_TRACE(each.arguments);
+    const RunResult result = run("montage " + each.arguments +
+                                 " -o out.png --report r.json --save-registration s.json --quiet");
+    EXPECT_EQ(result.exitCode, each.exitCode);
+    EXPECT_THAT(result.errorLines, ElementsAre(HasSubstr(each.reason)));
+    EXPECT_EQ(json("r.json")["status"], each.status);
+    EXPECT_THAT(json("r.json")["message"].get<std::string>(), HasSubstr(each.reason));
+    EXPECT_EQ(json("s.json")["images"].size(), 2U);
+    EXPECT_EQ(bytes("out.png"), "earlier");
+    EXPECT_EQ(files(),
+              (std::set<std::string>{
+                  "a.png", "b.png", "bad.png", "out.png", "r.json", "s.json", "v0.png", "v1.png"}));
+  }
+  // register keeps the verdicts of images that do not connect.
+  EXPECT_EQ(run("register a.png b.png -o s.json --quiet").exitCode, 4);
+  EXPECT_EQ(json("s.json")["images"][1]["verdict"], "noPartner");
+  EXPECT_EQ(run("compose s.json -o out.png --quiet").exitCode, 4);
+}
+
+TEST_F(MontageHost, SaysSoWhenTheImagesDoNotFitTogether) {
+  writeViews(2);
+  cv::Mat bent;  // as no lens and no camera that turns would see it
+  const cv::Mat view = image("v1.png");
+  cv::Mat columns(view.size(), CV_32F);
+  cv::Mat rows(view.size(), CV_32F);
+  for (int y = 0; y < view.rows; ++y) {
+    for (int x = 0; x < view.cols; ++x) {
+      columns.at<float>(y, x) = static_cast<float>(x + 2.5 * std::sin(y / 12.0));
+      rows.at<float>(y, x) = static_cast<float>(y + 2.5 * std::sin(x / 12.0));
+    }
+  }
+  cv::remap(view, bent, columns, rows, cv::INTER_CUBIC, cv::BORDER_REFLECT);
+  cv::imwrite(path("v1.png").string(), bent);
+  const RunResult result = run("montage v0.png v1.png -o out.png --quiet");
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_THAT(result.errorLines,
+              ElementsAre(AllOf(HasSubstr("do not fit together well"), HasSubstr("pairs 0-1"))));
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ class RefusedInput : public HostTest {
 };
 
 TEST_F(RefusedInput, CommandLine) {
-  expectRefused("", kUsage, "no command; orv2d montage or orv2d correct");
+  expectRefused("", kUsage, "no command; orv2d montage, register, compose, inspect or correct");
   expectRefused("a.png b.png -o out.png", kUsage, "no command before 'a.png'");
   expectRefused("join a.png b.png", kUsage, "'join' is no command; orv2d montage");
   expectRefused(
@@ -115,14 +115,56 @@ TEST_F(RefusedInput, ImagesOfOtherKinds) {
   cv::imwrite(path("deep.tif").string(), deep);
   cv::Mat withAlpha(view.size(), CV_8UC4, cv::Scalar(1, 2, 3, 4));
   cv::imwrite(path("alpha.png").string(), withAlpha);
-  cv::imwrite(path("small.png").string(), view(cv::Rect(0, 0, 399, 300)));
   expectRefused("montage a.png deep.png -o out.png --quiet",
                 kUnreadable,
                 "16-bit samples, 8-bit samples are expected; convert it first, for example with "
                 "ImageMagick: convert 'deep.png' -depth 8 'deep-converted.png'");
   expectRefused("montage a.png deep.tif -o out.png --quiet", kUnreadable, "16-bit");
   expectRefused("montage a.png alpha.png -o out.png --quiet", kUnreadable, "-alpha off");
-  expectRefused("montage a.png small.png -o out.png --quiet", kUnreadable, "399 x 300");
+}
+
+TEST_F(RefusedInput, ImagesThatAreNotInRegister) {
+  const cv::Mat view = cv::imread(path("a.png").string());
+  cv::imwrite(path("small.png").string(), view(cv::Rect(0, 0, 399, 300)));
+  cv::imwrite(path("flat.png").string(), view(cv::Rect(0, 0, 400, 150)));
+  ASSERT_EQ(run("register a.png b.png -o r.json --quiet").exitCode, 0);
+  expectRefused("montage a.png b.png a.png small.png --slabs 2 -o out.png --quiet",
+                kUnreadable,
+                "'small.png': it has 399 x 300 pixels, but 400 x 300 are expected");
+  expectRefused("compose r.json a.png flat.png -o out.png --quiet", kUnreadable, "400 x 150");
+  expectRefused("compose r.json a.png b.png a.png -o out.png", kUsage, "'r.json' holds 2");
+  expectRefused("montage a.png b.png --registration r.json --registration-mp 1 -o out.png",
+                kUsage,
+                "--registration");
+}
+
+TEST_F(RefusedInput, DamagedRegistrations) {
+  ASSERT_EQ(run("register a.png b.png -o r.json --quiet").exitCode, 0);
+  const std::string good = bytes("r.json");
+  writeText("half.json", good.substr(0, good.size() / 2));
+  const auto changed = [&](const std::string& from, const std::string& to) {
+    std::string text = good;
+    return text.replace(text.find(from), from.size(), to);
+  };
+  writeText("newer.json", changed("\"version\": 1", "\"version\": 7"));
+  writeText("used.json", changed("\"used\": [\n  0", "\"used\": [\n  9"));
+  // What a registration names is only ever read as an image.
+  writeText("names.json", changed("\"b.png\"", "\"r.json\""));
+  fs::create_directory(path("folder.json"));
+  const std::pair<std::string, std::string> cases[] = {{"missing.json", "no such file"},
+                                                       {"folder.json", "it is a folder"},
+                                                       {"a.png", "'a.png'"},
+                                                       {"half.json", "'half.json'"},
+                                                       {"newer.json", "newer"},
+                                                       {"used.json", "damaged"}};
+  for (const auto& [file, reason] : cases) {
+    expectRefused("compose " + file + " -o out.png --quiet", kUnreadable, reason);
+    expectRefused("inspect " + file, kUnreadable, reason);
+    expectRefused(
+        "montage a.png b.png --registration " + file + " -o out.png", kUnreadable, reason);
+  }
+  expectRefused(
+      "compose names.json -o out.png --quiet", kUnreadable, "'r.json': it is not an image");
 }
 
 TEST_F(RefusedInput, ASecondTakeOfTheSameViewHasNoFiniteCameras) {
@@ -142,6 +184,8 @@ TEST_F(RefusedInput, OutputsThatCannotBe) {
   expectRefused(montage + "out", kUsage, ".png");
   expectRefused(montage + "out.gif", kUsage, "'out.gif'");
   expectRefused(montage + "out.png --overlay marks.txt", kUsage, "'marks.txt'");
+  expectRefused(montage + "out.jpg --background transparent", kUsage, "cannot be transparent");
+  expectRefused(montage + "out.png --quality 50", kUsage, "'out.png' is none");
   expectRefused(montage + "./b.png", kUsage, "input");
   expectRefused(montage + "out.png --report a.png", kUsage, "input");
   expectRefused(montage + "out.png --overlay ./out.png", kUsage, "two outputs");

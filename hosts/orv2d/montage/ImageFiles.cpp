@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+#include "montage/ImageFiles.h"
+
+#include "ExitCode.h"
+#include "ImageIo.h"
+#include "report/Measure.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include <utility>
+
+namespace orv2d {
+namespace {
+
+/// Registration, planning and composing read every image in turn: what is kept spares decoding.
+constexpr std::size_t kMostKeptBytes = std::size_t{1} << 29U;
+
+std::string sizeText(cv::Size size) {
+  return std::to_string(size.width) + " x " + std::to_string(size.height);
+}
+
+cv::Mat inGrey(const cv::Mat& image) {
+  cv::Mat grey = image;
+  if (image.channels() == 3) {
+    cv::cvtColor(image, grey, cv::COLOR_BGR2GRAY);
+  }
+  return grey;
+}
+
+[[noreturn]] void refuse(const std::string& file, const std::string& reason) {
+  throw HostError(ExitCode::UnreadableInput, "cannot use " + inQuotes(file) + ": " + reason);
+}
+
+/// The image may have been registered in grey.
+bool hasHash(const cv::Mat& image, std::uint64_t hash) {
+  return montage::hashOf(image) == hash || montage::hashOf(inGrey(image)) == hash;
+}
+
+}  // namespace
+
+ImageFiles::ImageFiles(std::vector<std::string> files, bool grey)
+    : files_(std::move(files)), grey_(grey) {}
+
+cv::Mat ImageFiles::readAndCheck(int index) const {
+  const std::string& file = files_.at(at(index));
+  const cv::Mat image = readImage(file);
+  if (!expected_.empty()) {
+    const ExpectedImage& expected = expected_.at(at(index));
+    if (!expected.size.empty() && image.size() != expected.size) {
+      refuse(file,
+             "it has " + sizeText(image.size()) + " pixels, but " + sizeText(expected.size) +
+                 " are expected, as in the first slab");
+    }
+    if (expected.hash != 0 && !hasHash(image, expected.hash)) {
+      refuse(file,
+             "it is not the image that was registered; to compose other images in register with "
+             "those, name them all");
+    }
+  }
+  return grey_ ? inGrey(image) : image;
+}
+
+cv::Mat ImageFiles::read(int index) const {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto kept = kept_.find(index);
+    if (kept != kept_.end()) {
+      return kept->second;
+    }
+  }
+  const Stopwatch watch;
+  cv::Mat image = readAndCheck(index);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  seconds_ += watch.seconds();
+  facts_[index] = {image.size(), image.channels()};
+  const std::size_t bytes = image.total() * image.elemSize();
+  if (keptBytes_ + bytes <= kMostKeptBytes && kept_.emplace(index, image).second) {
+    keptBytes_ += bytes;
+  }
+  return image;
+}
+
+cv::Size ImageFiles::size(int index) const {
+  const std::optional<Facts> known = facts(index);
+  return known ? known->size : read(index).size();
+}
+
+std::optional<ImageFiles::Facts> ImageFiles::facts(int index) const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = facts_.find(index);
+  return found == facts_.end() ? std::nullopt : std::optional<Facts>(found->second);
+}
+
+double ImageFiles::readingSeconds() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return seconds_;
+}
+
+}  // namespace orv2d

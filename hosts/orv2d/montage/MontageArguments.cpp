@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: MIT
+#include "montage/MontageArguments.h"
+
+#include "Checks.h"
+
+#include <string>
+
+namespace orv2d {
+namespace {
+
+constexpr int kMaxSlabs = 10000;
+
+CLI::Option* addFile(CLI::App& command,
+                     const std::string& name,
+                     std::string& file,
+                     const std::string& help) {
+  return command.add_option(name, file, help)->type_name("FILE");
+}
+
+CLI::Option* addResolution(CLI::App& command,
+                           const std::string& name,
+                           double& megapixels,
+                           const std::string& help) {
+  return command.add_option(name, megapixels, help + ", megapixels; -1 for full")
+      ->check(megapixelCheck());
+}
+
+CLI::Option* addImages(CLI::App& command, MontageSettings& settings, const std::string& help) {
+  return command.add_option("IMAGE", settings.images, help)->type_name("FILE");
+}
+
+void addMontageFiles(CLI::App& command, MontageSettings& settings) {
+  addFile(command,
+          "-o,--output",
+          settings.output,
+          "Montage to write (.png, .tif or .jpg). With several slabs {slab}, %d or %03d in "
+          "the name stands for the slab's number from 0; else _slabN is appended")
+      ->required();
+  addFile(command, "--report", settings.report, "Also write a report of the run, JSON");
+  addFile(command,
+          "--overlay",
+          settings.overlay,
+          "Also write the montage of slab 0 with the images' positions and numbers");
+}
+
+void addPipeline(CLI::App& command, MontageSettings& settings) {
+  command
+      .add_option("--pipeline",
+                  settings.pipeline,
+                  "picture: robust cameras, the best picture. basic: horizon straightened, "
+                  "multi-band blending. diagnostic: feather blending, brightness normalised")
+      ->check(CLI::IsMember({"picture", "basic", "diagnostic"}));
+}
+
+CLI::Option* addRegistrationResolution(CLI::App& command, MontageSettings& settings) {
+  return addResolution(command,
+                       "--registration-mp",
+                       settings.registrationMp,
+                       "Resolution of feature finding and camera estimation");
+}
+
+void addGrey(CLI::App& command, MontageSettings& settings) {
+  command.add_flag("--grey", settings.grey, "Turn all images to grey first");
+}
+
+void addQuiet(CLI::App& command, MontageSettings& settings) {
+  command.add_flag("--quiet", settings.quiet, "No progress and no table; errors and notes only");
+}
+
+void addSeamsAndBlending(CLI::App& command, MontageSettings& settings) {
+  addResolution(
+      command, "--seam-mp", settings.seamMp, "Resolution of seam finding and exposure gains");
+  addResolution(command,
+                "--compose-mp",
+                settings.composeMp,
+                "Size that every image is reduced to in the montage");
+  command
+      .add_option(
+          "--seams",
+          settings.seams,
+          "graphcut: cut overlaps where they differ least, equalise exposure. none: neither")
+      ->check(CLI::IsMember({"graphcut", "none"}));
+  command.add_flag("--no-blend", settings.noBlend, "Let later images cover earlier ones");
+}
+
+void addFraming(CLI::App& command, MontageSettings& settings) {
+  command
+      .add_option("--crop",
+                  settings.crop,
+                  "none: the box around all images as warped. content: the box around what they "
+                  "cover. inner: the largest rectangle without background")
+      ->check(CLI::IsMember({"none", "content", "inner"}));
+  command
+      .add_option("--background",
+                  settings.background,
+                  "Where no image is; transparent for PNG and TIFF only")
+      ->check(CLI::IsMember({"black", "white", "transparent"}));
+  command
+      .add_option("--straighten",
+                  settings.straighten,
+                  "How the images lie: side by side, above each other, found from the cameras, or "
+                  "as the first camera has it [picture: auto, basic: horizontal, diagnostic: none]")
+      ->check(CLI::IsMember({"auto", "horizontal", "vertical", "none"}));
+  command.add_option("--max-size", settings.maxSizeMp, "Refuse larger montages, megapixels")
+      ->check(CLI::Range(1e-6, 1e9).description("MEGAPIXELS"));
+}
+
+/// What `montage` and `compose` have in common.
+void addComposing(CLI::App& command, MontageSettings& settings) {
+  command
+      .add_option("--slabs",
+                  settings.slabs,
+                  "Number of slabs: image sets in register, for example colour channels. Gains and "
+                  "seams are found in slab 0, all are composed alike")
+      ->check(CLI::Range(1, kMaxSlabs));
+  addPipeline(command, settings);
+  addSeamsAndBlending(command, settings);
+  addFraming(command, settings);
+  command.add_option("--quality", settings.quality, "Quality of JPEG files, 1 to 100 [95]")
+      ->check(CLI::Range(1, 100));
+  command.add_flag(
+      "--dry-run", settings.dryRun, "Say size, memory and which images, and write nothing");
+  addGrey(command, settings);
+  addQuiet(command, settings);
+}
+
+}  // namespace
+
+CLI::App* addMontageCommand(CLI::App& app, MontageSettings& settings) {
+  CLI::App& command =
+      *app.add_subcommand("montage", "Join overlapping images into one montage per slab");
+  addImages(command, settings, "Overlapping 8-bit images, grey or colour; slab after slab")
+      ->required();
+  addMontageFiles(command, settings);
+  CLI::Option* load = addFile(command,
+                              "--registration",
+                              settings.registration,
+                              "Take the cameras from this file instead of registering slab 0");
+  addFile(command,
+          "--save-registration",
+          settings.saveRegistration,
+          "Also write the registration, JSON, for orv2d compose and inspect")
+      ->excludes(load);
+  command.option_defaults()->always_capture_default();  // of the options that have a default
+  addRegistrationResolution(command, settings)->excludes(load);
+  addComposing(command, settings);
+  command.add_flag("--try-gpu", settings.tryGpu, "Accepted; all work is done by the processor");
+  return &command;
+}
+
+CLI::App* addRegisterCommand(CLI::App& app, MontageSettings& settings) {
+  CLI::App& command = *app.add_subcommand("register", "Find the cameras of overlapping images");
+  addImages(command, settings, "Overlapping 8-bit images, grey or colour")->required();
+  addFile(command, "-o,--output", settings.output, "Registration to write, JSON")->required();
+  command.option_defaults()->always_capture_default();
+  addPipeline(command, settings);
+  addRegistrationResolution(command, settings);
+  command.add_flag("--matches", settings.keepMatches, "Save the matches of all pairs too");
+  addGrey(command, settings);
+  addQuiet(command, settings);
+  return &command;
+}
+
+CLI::App* addComposeCommand(CLI::App& app, MontageSettings& settings) {
+  CLI::App& command =
+      *app.add_subcommand("compose", "Make the montage of images that are registered");
+  addFile(command, "FILE", settings.registration, "Registration, of orv2d register")->required();
+  addImages(command,
+            settings,
+            "The images, or others in register with them, as many as were registered; slab after "
+            "slab. None: those that the registration names");
+  addMontageFiles(command, settings);
+  command.option_defaults()->always_capture_default();
+  addComposing(command, settings);
+  return &command;
+}
+
+CLI::App* addInspectCommand(CLI::App& app, MontageSettings& settings) {
+  CLI::App& command = *app.add_subcommand("inspect", "Show what a registration holds");
+  addFile(command, "FILE", settings.registration, "Registration, of orv2d register")->required();
+  command.add_flag("--json", settings.json, "Print JSON instead of tables");
+  return &command;
+}
+
+}  // namespace orv2d

@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+#include "montage/MontageSettings.h"
+
+#include "Console.h"
+#include "ExitCode.h"
+#include "ImageIo.h"
+
+#include <array>
+#include <utility>
+
+namespace orv2d {
+namespace {
+
+constexpr int kMinImages = 2;
+
+template <class Value, std::size_t Count>
+Value valueOf(const std::array<std::pair<const char*, Value>, Count>& names,
+              const std::string& name) {
+  for (const auto& [each, value] : names) {
+    if (name == each) {
+      return value;
+    }
+  }
+  throw HostError(ExitCode::Usage, "'" + name + "' is not known");
+}
+
+using montage::Background;
+using montage::Crop;
+using montage::Preset;
+using montage::Straighten;
+
+constexpr std::array<std::pair<const char*, Preset>, 3> kPresets = {
+    {{"picture", Preset::picture}, {"basic", Preset::basic}, {"diagnostic", Preset::diagnostic}}};
+constexpr std::array<std::pair<const char*, Crop>, 3> kCrops = {
+    {{"none", Crop::none}, {"content", Crop::content}, {"inner", Crop::inner}}};
+constexpr std::array<std::pair<const char*, Background>, 3> kBackgrounds = {
+    {{"black", Background::black},
+     {"white", Background::white},
+     {"transparent", Background::transparent}}};
+constexpr std::array<std::pair<const char*, Straighten>, 4> kStraightens = {
+    {{"auto", Straighten::automatic},
+     {"horizontal", Straighten::horizontal},
+     {"vertical", Straighten::vertical},
+     {"none", Straighten::none}}};
+
+}  // namespace
+
+montage::Preset MontageSettings::preset() const {
+  return valueOf(kPresets, pipeline);
+}
+
+montage::RegisterOptions MontageSettings::registerOptions() const {
+  montage::RegisterOptions options = montage::registerOptions(preset());
+  options.features.megapixels = registrationMp;
+  options.keepMatches = keepMatches;
+  return options;
+}
+
+montage::PlanOptions MontageSettings::planOptions() const {
+  montage::PlanOptions options = montage::planOptions(preset());
+  options.seams = seams == "none" ? montage::Seams::none : montage::Seams::graphCut;
+  options.blending = noBlend ? montage::Blending::none : options.blending;
+  options.seamMegapixels = seamMp;
+  options.composeMegapixels = composeMp;
+  options.crop = valueOf(kCrops, crop);
+  options.background = valueOf(kBackgrounds, background);
+  options.straighten = straighten.empty() ? options.straighten : valueOf(kStraightens, straighten);
+  options.maxMegapixels = maxSizeMp;
+  return options;
+}
+
+std::vector<std::string> MontageSettings::imagesOfSlab(int slab) const {
+  const auto first = images.begin() + std::ptrdiff_t{slab} * constituentCount();
+  return {first, first + constituentCount()};
+}
+
+void requireWholeSlabs(const MontageSettings& settings) {
+  const std::size_t count = settings.images.size();
+  const auto slabs = static_cast<std::size_t>(settings.slabs);
+  if (count % slabs != 0) {
+    throw HostError(ExitCode::Usage,
+                    counted(count, "image") + " cannot be divided into " + std::to_string(slabs) +
+                        " slabs of equal size; give every slab the same "
+                        "number of images, slab after slab");
+  }
+  if (settings.constituentCount() < kMinImages) {
+    throw HostError(ExitCode::Usage,
+                    counted(count, "image") + " in " + counted(slabs, "slab") +
+                        ": a montage needs at least two images per slab");
+  }
+}
+
+void requirePossibleOutputs(const MontageSettings& settings) {
+  requireImageFormat(settings.output);
+  if (!settings.overlay.empty()) {
+    requireImageFormat(settings.overlay);
+  }
+  if (settings.background == "transparent" && isJpegName(settings.output)) {
+    throw HostError(ExitCode::Usage,
+                    "--background transparent: a JPEG such as " + inQuotes(settings.output) +
+                        " cannot be transparent; a name that ends in .png, .tif or .tiff is "
+                        "expected");
+  }
+  if (settings.quality && !isJpegName(settings.output) && !isJpegName(settings.overlay)) {
+    throw HostError(ExitCode::Usage,
+                    "--quality is that of a JPEG, and " + inQuotes(settings.output) + " is none");
+  }
+}
+
+}  // namespace orv2d

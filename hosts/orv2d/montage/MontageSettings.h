@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+/// @file
+/// What can be chosen for `orv2d montage`, `register`, `compose` and `inspect`.
+#ifndef ORV2D_MONTAGE_SETTINGS_H
+#define ORV2D_MONTAGE_SETTINGS_H
+
+#include <montage/Options.h>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace orv2d {
+
+/// Each command has a part of these options; the others keep their defaults.
+struct MontageSettings {
+  std::vector<std::string> images;  ///< slab after slab
+  std::string output;
+  int slabs = 1;
+  std::string pipeline = "picture";  ///< or "basic" or "diagnostic"
+  double registrationMp = 0.6;       ///< megapixels; -1 is full resolution, here and below
+  double seamMp = 0.1;
+  double composeMp = -1.0;
+  std::string seams = "graphcut";  ///< or "none"
+  bool noBlend = false;
+  std::string crop = "none";         ///< or "content" or "inner"
+  std::string background = "black";  ///< or "white" or "transparent"
+  std::string straighten;  ///< "auto", "horizontal", "vertical", "none"; empty: pipeline's
+  double maxSizeMp = 2000.0;
+  std::optional<int> quality;  ///< of JPEG, 1 to 100
+  bool tryGpu = false;
+  bool grey = false;
+  bool keepMatches = false;
+  bool dryRun = false;
+  bool json = false;
+  std::string registration;      ///< file to read; empty: none
+  std::string saveRegistration;  ///< file to write; empty: none, here and below
+  std::string report;
+  std::string overlay;
+  bool quiet = false;
+
+  [[nodiscard]] montage::Preset preset() const;
+  [[nodiscard]] montage::RegisterOptions registerOptions() const;
+  [[nodiscard]] montage::PlanOptions planOptions() const;
+
+  /// Images of one slab.
+  [[nodiscard]] int constituentCount() const { return static_cast<int>(images.size()) / slabs; }
+  [[nodiscard]] std::vector<std::string> imagesOfSlab(int slab) const;
+};
+
+/// Throw `HostError` (usage) for combinations of images and slabs, or of options and output formats,
+/// that the option checks cannot see.
+void requireWholeSlabs(const MontageSettings& settings);
+void requirePossibleOutputs(const MontageSettings& settings);
+
+}  // namespace orv2d
+
+#endif  // ORV2D_MONTAGE_SETTINGS_H
