@@ -3,7 +3,8 @@
 #include "montage/Montage.h"
 
 int main() {
-  const montage::MatSource images({cv::Mat(50, 60, CV_8UC1, cv::Scalar(7))});
+  const std::vector<cv::Mat> pictures{cv::Mat(50, 60, CV_8UC1, cv::Scalar(7))};
+  const montage::MatSource images(pictures);
   const montage::Registration registration = montage::registerImages(images);
   const montage::MontagePlan plan = montage::planMontage(registration, images);
   bool refused = false;
@@ -14,7 +15,8 @@ int main() {
   }
   bool missing = false;
   try {
-    montage::FileSource({"no such file"}).read(0);
+    const cv::Mat image = montage::FileSource({"no such file"}).read(0);
+    missing = !image.empty();
   } catch (const montage::FileError&) {  // must cross the library's border with its type
     missing = true;
   }
