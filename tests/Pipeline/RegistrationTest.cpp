@@ -181,9 +181,8 @@ TEST(RegisterImages, EqualsTheFacadesForItsPresets) {
     EXPECT_EQ(reversed.pairs[p].first, forward.pairs[p].first);
     EXPECT_EQ(reversed.pairs[p].second, forward.pairs[p].second);
     EXPECT_EQ(reversed.matches[p].first, forward.pairs[p].first);
-    EXPECT_NEAR(reversed.pairs[p].inliers,
-                forward.pairs[p].inliers,
-                0.1 * forward.pairs[p].matches + 5);
+    EXPECT_NEAR(
+        reversed.pairs[p].inliers, forward.pairs[p].inliers, 0.1 * forward.pairs[p].matches + 5);
   }
 }
 
