@@ -7,8 +7,8 @@
 #include "Pipeline/Version.h"
 #include "Platform/OpenCvScope.h"
 #include "Registration/Cameras/PairGraph.h"
-#include "SlabMontage/CameraLists.h"
-#include "SlabMontage/QualityFigures.h"
+#include "Registration/Cameras/CameraLists.h"
+#include "Registration/Cameras/QualityFigures.h"
 
 #include <algorithm>
 #include <cmath>
@@ -18,7 +18,7 @@
 namespace montage {
 namespace {
 
-namespace stages = ORV::Common::Algorithms::Montage;
+namespace stages = ORV::Common::Algorithms::Montage::Registration;
 
 /// Rounds of the robust method; only for progress.
 constexpr int kUsualRounds = 4;
@@ -100,14 +100,14 @@ void completeVerdicts(const AdjustOptions& options,
 
 /// Numbers the groups that confident pairs form, before any of them is dropped.
 void numberGroups(double confidence, Registration& registration) {
-  std::vector<stages::Registration::PairEdge> edges;
+  std::vector<stages::PairEdge> edges;
   for (const RegisteredPair& pair : registration.pairs) {
     if (pair.confidence >= confidence) {
       edges.push_back({pair.first, pair.second, static_cast<double>(pair.inliers)});
     }
   }
   const auto groups =
-      stages::Registration::groupsOf(static_cast<int>(registration.images.size()), edges);
+      stages::groupsOf(static_cast<int>(registration.images.size()), edges);
   for (std::size_t g = 0; g < groups.size(); ++g) {
     for (const int image : groups[g]) {
       registration.images[at(image)].group = static_cast<int>(g);

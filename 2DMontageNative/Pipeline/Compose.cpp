@@ -6,7 +6,7 @@
 #include "Pipeline/PlanLayout.h"
 #include "Pipeline/Watcher.h"
 #include "Platform/OpenCvScope.h"
-#include "SlabMontage/BrightnessNormalisation.h"
+#include "Composition/BrightnessNormalisation.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -179,7 +179,7 @@ class Composer::Engine {
     }
     plane_->compose(warped, area, pixels, coverage, [&] { watcher.step(); });
     if (plan_.options.normaliseBrightness) {
-      ORV::Common::Algorithms::Montage::normaliseBrightness(pixels);
+      composition::normaliseBrightness(pixels);
     }
     if (plan_.options.background == Background::white) {
       pixels.setTo(cv::Scalar::all(255), coverage == 0);

@@ -3,7 +3,7 @@
 #include "Composition.h"
 #include "Registration.h"
 #include "Scaler.h"
-#include "SlabMontage/BrightnessNormalisation.h"
+#include "Composition/BrightnessNormalisation.h"
 #include "support/ImageMatchers.h"
 #include "support/MontageCall.h"
 #include "support/StandardOutput.h"
@@ -154,7 +154,7 @@ MontageResult byStages(Pipeline pipeline, const Images& images, const MontageOpt
                                          blending,
                                          montage);
     if (diagnostic) {
-      normaliseBrightness(montage);
+      Composition::normaliseBrightness(montage);
     }
   }
 

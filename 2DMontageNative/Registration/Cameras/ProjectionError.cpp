@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Registration/Inliers.h"
 #include "Registration/RayGeometry.h"
-#include "SlabMontage.h"
-#include "SlabMontage/CameraLists.h"
+#include "Registration/Cameras/CameraLists.h"
 
 #include <cmath>
 
-namespace ORV::Common::Algorithms::Montage {
+namespace ORV::Common::Algorithms::Montage::Registration {
 namespace {
 
 /// A camera's intrinsics and the map from its pixels to rays in the common frame.
@@ -19,7 +18,7 @@ RayCamera rayCameraOf(const cv::detail::CameraParams& camera) {
   cv::Mat R;
   camera.R.convertTo(R, CV_64F);
   const cv::Mat K = camera.K();
-  return {K, Registration::rayFromPixel(R, K)};
+  return {K, rayFromPixel(R, K)};
 }
 
 }  // namespace
@@ -40,16 +39,16 @@ cv::Mat listProjectionErrors(const std::vector<cv::detail::ImageFeatures>& featu
     const double pixelsPerRay = std::sqrt(sourceCamera.K(0, 0) * destinationCamera.K(0, 0));
 
     for (std::size_t k = 0; k < pair.matches.size(); ++k) {
-      if (!Registration::isInlier(pair, k)) {
+      if (!isInlier(pair, k)) {
         continue;
       }
       const auto query = static_cast<std::size_t>(pair.matches[k].queryIdx);
       const auto train = static_cast<std::size_t>(pair.matches[k].trainIdx);
       const cv::Point2f& sourcePoint = features[source].keypoints[query].pt;
       const cv::Point2f& destinationPoint = features[destination].keypoints[train].pt;
-      const cv::Vec3d sourceRay = Registration::unitRay(sourceCamera.rayFromPixel, sourcePoint);
+      const cv::Vec3d sourceRay = unitRay(sourceCamera.rayFromPixel, sourcePoint);
       const cv::Vec3d destinationRay =
-          Registration::unitRay(destinationCamera.rayFromPixel, destinationPoint);
+          unitRay(destinationCamera.rayFromPixel, destinationPoint);
       records.insert(records.end(),
                      {static_cast<double>(pair.src_img_idx),
                       static_cast<double>(pair.dst_img_idx),
@@ -63,13 +62,4 @@ cv::Mat listProjectionErrors(const std::vector<cv::detail::ImageFeatures>& featu
   return columnOf(records);
 }
 
-int SlabMontage::calcProjError(std::vector<cv::detail::ImageFeatures>& features,
-                               std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
-                               float confThresh,
-                               std::vector<cv::detail::CameraParams>& cameras,
-                               cv::Mat& residuals) {
-  residuals = listProjectionErrors(features, pairwiseMatches, confThresh, cameras);
-  return 0;
-}
-
-}  // namespace ORV::Common::Algorithms::Montage
+}  // namespace ORV::Common::Algorithms::Montage::Registration

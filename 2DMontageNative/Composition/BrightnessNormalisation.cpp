@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "SlabMontage/BrightnessNormalisation.h"
+#include "Composition/BrightnessNormalisation.h"
 
 #include "Platform/ParallelLoop.h"
 
@@ -9,7 +9,7 @@
 #include <array>
 #include <vector>
 
-namespace ORV::Common::Algorithms::Montage {
+namespace ORV::Common::Algorithms::Montage::Composition {
 namespace {
 
 constexpr int kBinCount = 256;
@@ -121,4 +121,4 @@ void normaliseBrightness(cv::Mat& montage) {
   });
 }
 
-}  // namespace ORV::Common::Algorithms::Montage
+}  // namespace ORV::Common::Algorithms::Montage::Composition

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "SlabMontage/CameraLists.h"
+#include "Registration/Cameras/CameraLists.h"
 
-#include "SlabMontage.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace ORV::Common::Algorithms::Montage {
+namespace ORV::Common::Algorithms::Montage::Registration {
 namespace {
 
 constexpr double kSingularBound = 1e-6;
@@ -60,20 +59,4 @@ cv::Mat listRotations(const std::vector<cv::detail::MatchesInfo>& pairwiseMatche
   return columnOf(angles);
 }
 
-int SlabMontage::calcFocals(std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
-                            float confThresh,
-                            std::vector<cv::detail::CameraParams>& cameras,
-                            cv::Mat& focals) {
-  focals = listFocals(pairwiseMatches, confThresh, cameras);
-  return 0;
-}
-
-int SlabMontage::calcRotations(std::vector<cv::detail::MatchesInfo>& pairwiseMatches,
-                               float confThresh,
-                               std::vector<cv::detail::CameraParams>& cameras,
-                               cv::Mat& angles) {
-  angles = listRotations(pairwiseMatches, confThresh, cameras);
-  return 0;
-}
-
-}  // namespace ORV::Common::Algorithms::Montage
+}  // namespace ORV::Common::Algorithms::Montage::Registration

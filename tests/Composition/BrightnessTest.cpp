@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "SlabMontage/BrightnessNormalisation.h"
+#include "Composition/BrightnessNormalisation.h"
 #include "support/ImageMatchers.h"
 #include "support/SyntheticScene.h"
 
@@ -10,7 +10,7 @@
 
 namespace {
 
-using ORV::Common::Algorithms::Montage::normaliseBrightness;
+using ORV::Common::Algorithms::Montage::Composition::normaliseBrightness;
 using namespace ORV::TestSupport;
 
 /// A grey row with `counts[v]` pixels of value v, normalised; then the value at the given column.

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 /// @file
 /// Brings the brightness of a montage to a standard level.
-#ifndef ORV_MONTAGE_SLAB_MONTAGE_BRIGHTNESS_NORMALISATION_H
-#define ORV_MONTAGE_SLAB_MONTAGE_BRIGHTNESS_NORMALISATION_H
+#ifndef ORV_MONTAGE_COMPOSITION_BRIGHTNESS_NORMALISATION_H
+#define ORV_MONTAGE_COMPOSITION_BRIGHTNESS_NORMALISATION_H
 
 #include <opencv2/core.hpp>
 
-namespace ORV::Common::Algorithms::Montage {
+namespace ORV::Common::Algorithms::Montage::Composition {
 
 /// Scales the brightness so that its 98th percentile lands near 179; brighter values saturate.
 ///
@@ -17,6 +17,6 @@ namespace ORV::Common::Algorithms::Montage {
 /// @note Working memory is a few rows; rows are handled in parallel.
 void normaliseBrightness(cv::Mat& montage);
 
-}  // namespace ORV::Common::Algorithms::Montage
+}  // namespace ORV::Common::Algorithms::Montage::Composition
 
-#endif  // ORV_MONTAGE_SLAB_MONTAGE_BRIGHTNESS_NORMALISATION_H
+#endif  // ORV_MONTAGE_COMPOSITION_BRIGHTNESS_NORMALISATION_H

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "SlabMontage/QualityFigures.h"
+#include "Registration/Cameras/QualityFigures.h"
 
 #include <cmath>
 #include <limits>
 
-namespace ORV::Common::Algorithms::Montage {
+namespace ORV::Common::Algorithms::Montage::Registration {
 
 double projectionErrorRmsOf(const cv::Mat& residuals) {
   constexpr int kValuesPerRecord = 7;
@@ -54,4 +54,4 @@ FocalStatistics focalStatisticsOf(const cv::Mat& focals) {
   return {sum / focals.rows, largest - smallest};
 }
 
-}  // namespace ORV::Common::Algorithms::Montage
+}  // namespace ORV::Common::Algorithms::Montage::Registration

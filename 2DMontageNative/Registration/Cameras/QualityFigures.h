@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 /// @file
 /// Condenses the per-pair camera lists into four figures about the registration.
-#ifndef ORV_MONTAGE_SLAB_MONTAGE_QUALITY_FIGURES_H
-#define ORV_MONTAGE_SLAB_MONTAGE_QUALITY_FIGURES_H
+#ifndef ORV_MONTAGE_REGISTRATION_CAMERAS_QUALITY_FIGURES_H
+#define ORV_MONTAGE_REGISTRATION_CAMERAS_QUALITY_FIGURES_H
 
 #include <opencv2/core.hpp>
 
-namespace ORV::Common::Algorithms::Montage {
+namespace ORV::Common::Algorithms::Montage::Registration {
 
 /// Root mean square length of the three-component errors, pixels; 0 for an empty list.
 ///
@@ -24,6 +24,6 @@ struct FocalStatistics {
 /// Mean and largest minus smallest focal length, pixels; -1 both for an empty list.
 FocalStatistics focalStatisticsOf(const cv::Mat& focals);
 
-}  // namespace ORV::Common::Algorithms::Montage
+}  // namespace ORV::Common::Algorithms::Montage::Registration
 
-#endif  // ORV_MONTAGE_SLAB_MONTAGE_QUALITY_FIGURES_H
+#endif  // ORV_MONTAGE_REGISTRATION_CAMERAS_QUALITY_FIGURES_H

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 /// @file
 /// Per-pair lists of camera values, the raw material of the quality figures.
-#ifndef ORV_MONTAGE_SLAB_MONTAGE_CAMERA_LISTS_H
-#define ORV_MONTAGE_SLAB_MONTAGE_CAMERA_LISTS_H
+#ifndef ORV_MONTAGE_REGISTRATION_CAMERAS_CAMERA_LISTS_H
+#define ORV_MONTAGE_REGISTRATION_CAMERAS_CAMERA_LISTS_H
 
 #include <opencv2/core.hpp>
 #include <opencv2/stitching/detail/camera.hpp>
@@ -10,7 +10,7 @@
 
 #include <vector>
 
-namespace ORV::Common::Algorithms::Montage {
+namespace ORV::Common::Algorithms::Montage::Registration {
 
 /// True if the pair is confident enough and has a source image. Its destination is not looked at.
 bool isConfidentPair(const cv::detail::MatchesInfo& pair, float confThresh);
@@ -37,6 +37,6 @@ cv::Mat listProjectionErrors(const std::vector<cv::detail::ImageFeatures>& featu
                              float confThresh,
                              const std::vector<cv::detail::CameraParams>& cameras);
 
-}  // namespace ORV::Common::Algorithms::Montage
+}  // namespace ORV::Common::Algorithms::Montage::Registration
 
-#endif  // ORV_MONTAGE_SLAB_MONTAGE_CAMERA_LISTS_H
+#endif  // ORV_MONTAGE_REGISTRATION_CAMERAS_CAMERA_LISTS_H

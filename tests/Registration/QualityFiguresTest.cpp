@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "SlabMontage/QualityFigures.h"
+#include "Registration/Cameras/QualityFigures.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace ORV::Common::Algorithms::Montage;
+using namespace ORV::Common::Algorithms::Montage::Registration;
 
 cv::Mat column(std::vector<double> values) {
   return values.empty() ? cv::Mat(0, 1, CV_64F) : cv::Mat(values, true);
