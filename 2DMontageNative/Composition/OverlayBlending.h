@@ -19,9 +19,7 @@ class OverlayBlending : public TileBlending {
   [[nodiscard]] int tileSide() const override { return kTileSide; }
   [[nodiscard]] int reach() const override { return 0; }
   void blend(const WarpedImages& images, const cv::Rect& tile, cv::Mat pixels) const override;
-  [[nodiscard]] const PlacedMask& maskOf(std::size_t index) const override {
-    return masks_[index];
-  }
+  [[nodiscard]] const PlacedMask& maskOf(std::size_t index) const override { return masks_[index]; }
   [[nodiscard]] std::size_t imageCount() const override { return masks_.size(); }
 
  private:

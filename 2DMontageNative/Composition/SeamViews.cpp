@@ -63,6 +63,20 @@ std::vector<cv::UMat> SeamViews::inSinglePrecision() const {
   return images;
 }
 
+std::vector<ViewPair> overlappingPairs(const SeamViews& views) {
+  std::vector<ViewPair> pairs;
+  for (std::size_t i = 0; i < views.corners.size(); ++i) {
+    const cv::Rect footprint(views.corners[i], views.sizes[i]);
+    for (std::size_t j = i + 1; j < views.corners.size(); ++j) {
+      const cv::Rect overlap = footprint & cv::Rect(views.corners[j], views.sizes[j]);
+      if (!overlap.empty()) {
+        pairs.push_back({i, j, overlap});
+      }
+    }
+  }
+  return pairs;
+}
+
 cv::Mat widened(const cv::UMat& mask, int width) {
   const int side = 2 * width + 1;
   cv::Mat cut;

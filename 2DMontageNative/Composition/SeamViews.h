@@ -37,6 +37,16 @@ struct SeamViews {
   [[nodiscard]] std::vector<cv::UMat> inSinglePrecision() const;
 };
 
+/// Two images whose footprints overlap on the plane.
+struct ViewPair {
+  std::size_t first;
+  std::size_t second;  ///< above `first`
+  cv::Rect overlap;    ///< of the footprints; the images themselves may share less
+};
+
+/// Every pair that overlaps, in the order of its first, then its second image.
+std::vector<ViewPair> overlappingPairs(const SeamViews& views);
+
 /// A seam mask that reaches `width` pixels further.
 cv::Mat widened(const cv::UMat& mask, int width);
 

@@ -145,8 +145,8 @@ FigureRecords recordsOf(const std::vector<Features>& features,
 }
 
 PairErrors plainErrors(const FigureRecords& records, const PairMatches& pair) {
-  const double rms = stages::projectionErrorRmsOf(stages::listProjectionErrors(
-      records.keypoints, {matchRecord(pair)}, -1.0F, records.cameras));
+  const double rms = stages::projectionErrorRmsOf(
+      stages::listProjectionErrors(records.keypoints, {matchRecord(pair)}, -1.0F, records.cameras));
   return {rms * rms * pair.inlierCount, pair.inlierCount};
 }
 
@@ -174,9 +174,8 @@ void measure(const std::vector<Features>& features,
     if (first.verdict != Verdict::used || second.verdict != Verdict::used || row.inliers == 0) {
       continue;
     }
-    const PairErrors errors = plain
-                                  ? plainErrors(records, pairs[p])
-                                  : robustErrors(features, pairs[p], first.camera, second.camera);
+    const PairErrors errors = plain ? plainErrors(records, pairs[p])
+                                    : robustErrors(features, pairs[p], first.camera, second.camera);
     row.rms = rmsOf(errors);
     if (row.verdict == PairVerdict::used) {
       add(errors, perImage[at(row.first)]);
@@ -192,8 +191,8 @@ void measure(const std::vector<Features>& features,
   figures.rms = plain ? stages::projectionErrorRmsOf(stages::listProjectionErrors(
                             records.keypoints, records.pairs, confidence, records.cameras))
                       : rmsOf(all);
-  figures.rotationMax = stages::largestRotationOf(
-      stages::listRotations(records.pairs, confidence, records.cameras));
+  figures.rotationMax =
+      stages::largestRotationOf(stages::listRotations(records.pairs, confidence, records.cameras));
   const stages::FocalStatistics focals =
       stages::focalStatisticsOf(stages::listFocals(records.pairs, confidence, records.cameras));
   figures.focalMean = focals.mean;

@@ -40,7 +40,8 @@ cv::Mat coveredCells(const MontagePlan& plan, int side, bool wholly) {
     for (int column = 0; column < cells.width; ++column) {
       const cv::Rect cell =
           cv::Rect(column * side, 0, side, area.height) & cv::Rect(cv::Point(), pixels.size());
-      const int count = side == 1 ? pixels.at<uchar>(0, column) / 255 : cv::countNonZero(pixels(cell));
+      const int count =
+          side == 1 ? pixels.at<uchar>(0, column) / 255 : cv::countNonZero(pixels(cell));
       covered.at<uchar>(row, column) = count >= (wholly ? cell.area() : 1) ? 255 : 0;
     }
   }
@@ -108,8 +109,8 @@ void crop(MontagePlan& plan) {
   const bool inner = plan.options.crop == Crop::inner;
   const cv::Mat covered = coveredCells(plan, side, inner);
   const cv::Rect cells = inner ? largestRectangle(covered) : boxAround(covered);
-  const cv::Rect kept = cv::Rect(cells.tl() * side, cells.size() * side) &
-                        cv::Rect(cv::Point(), plan.canvas.size());
+  const cv::Rect kept =
+      cv::Rect(cells.tl() * side, cells.size() * side) & cv::Rect(cv::Point(), plan.canvas.size());
   if (!kept.empty()) {
     plan.origin = plan.canvas.tl() + kept.tl();
     plan.size = kept.size();

@@ -127,8 +127,8 @@ cv::Mat readImageFile(const fs::path& file) {
   }
   if (image.depth() != CV_8U) {
     throw FileError(file,
-                    "it has " + depthName(image.depth()) +
-                        " samples, 8-bit samples are expected" + conversion(file, "-depth 8"));
+                    "it has " + depthName(image.depth()) + " samples, 8-bit samples are expected" +
+                        conversion(file, "-depth 8"));
   }
   if (image.channels() == 4) {
     throw FileError(file,

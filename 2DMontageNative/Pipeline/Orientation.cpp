@@ -111,8 +111,7 @@ void faceMeanDirection(std::vector<cv::Matx33d>& worldFromCamera, Straighten str
 void straightenOnly(std::vector<cv::Matx33d>& worldFromCamera, Straighten straighten) {
   if (straighten == Straighten::automatic) {
     const cv::Vec3d z = cv::normalize(sumOfAxes(worldFromCamera, 2));
-    straighten =
-        chosenFor(worldFromCamera, z, perpendicularTo(z, sumOfAxes(worldFromCamera, 0)));
+    straighten = chosenFor(worldFromCamera, z, perpendicularTo(z, sumOfAxes(worldFromCamera, 0)));
   }
   if (straighten != Straighten::horizontal && straighten != Straighten::vertical) {
     return;

@@ -33,8 +33,9 @@ cv::Matx22d shapeAt(const cv::Matx33d& homography, const cv::Point2d& point) {
   cv::Matx22d shape;
   for (int row = 0; row < 2; ++row) {
     for (int column = 0; column < 2; ++column) {
-      shape(row, column) = (homography(row, column) * mapped[2] - homography(2, column) * mapped[row]) /
-                           (mapped[2] * mapped[2]);
+      shape(row, column) =
+          (homography(row, column) * mapped[2] - homography(2, column) * mapped[row]) /
+          (mapped[2] * mapped[2]);
     }
   }
   return shape;
@@ -74,7 +75,9 @@ PairMatching::PairMatching(const std::vector<const Features*>& features,
                            const MatchOptions& options)
     : records_(recordsOf(features)),
       refine_(options.refine),
-      matcher_(static_cast<float>(options.strictness), stages::kMatchesForHomography, stages::kMatchesForHomography) {
+      matcher_(static_cast<float>(options.strictness),
+               stages::kMatchesForHomography,
+               stages::kMatchesForHomography) {
   const ORV::Common::Platform::CpuOnly cpuOnly;
   matcher_.prepare(records_);
   for (const Features* const each : features) {

@@ -45,8 +45,7 @@ Adjustment adjustPlainly(const std::vector<Features>& features,
   std::vector<cv::detail::ImageFeatures> records = keypointRecords(features);
   std::vector<cv::detail::MatchesInfo> matches = allOrderedPairs(features.size(), pairs);
   const auto threshold = static_cast<float>(options.confidence);
-  const std::vector<int> connected =
-      cv::detail::leaveBiggestComponent(records, matches, threshold);
+  const std::vector<int> connected = cv::detail::leaveBiggestComponent(records, matches, threshold);
   if (connected.size() < 2) {
     return adjustment;
   }

@@ -3,6 +3,8 @@
 
 #include "Composition.h"
 #include "Composition/CompositionImage.h"
+#include "Composition/ExposureGains.h"
+#include "Composition/GraphCutSeams.h"
 #include "Composition/PlaneFootprint.h"
 #include "Composition/ScaleTolerance.h"
 #include "Composition/SeamFootprints.h"
@@ -19,7 +21,6 @@
 #include "Scaler/ResolutionScale.h"
 
 #include <opencv2/imgproc.hpp>
-#include <opencv2/stitching/detail/seam_finders.hpp>
 #include <opencv2/stitching/detail/util.hpp>
 
 #include <algorithm>
@@ -43,9 +44,6 @@ constexpr double kWidestCorner = 87.0 / kDegreesPerRadian;
 /// Seam views of all images together have at most this many pixels; wide views are stretched so much
 /// that the resolution is lowered.
 constexpr double kMostSeamPixels = 50e6;
-
-constexpr float kTerminalCost = 10000.0F;
-constexpr float kBadRegionPenalty = 1000.0F;
 
 std::size_t at(int index) {
   return static_cast<std::size_t>(index);
@@ -187,7 +185,8 @@ class Planner {
 
   [[nodiscard]] std::string whyNotOnPlane(const Candidate& candidate) const {
     const Camera& camera = candidate.camera;
-    const cv::Matx33d K(camera.focal, 0, camera.ppx, 0, camera.focal * camera.aspect, camera.ppy, 0, 0, 1);
+    const cv::Matx33d K(
+        camera.focal, 0, camera.ppx, 0, camera.focal * camera.aspect, camera.ppy, 0, 0, 1);
     const cv::Size size(cvRound(static_cast<double>(candidate.size.width) * scaler_.workScale),
                         cvRound(static_cast<double>(candidate.size.height) * scaler_.workScale));
     const double axis = axisAngle(camera.worldFromCamera);
@@ -274,19 +273,13 @@ class Planner {
       reduced_[c].release();
       plan_.images[c].seamFootprint = {views.corners[c], views.sizes[c]};
     }
-    Watcher gains(progress_, Stage::gains, 1);
-    composition::Compensate compensate(cv::detail::ExposureCompensator::GAIN_BLOCKS);
-    compensate.compensator->feed(views.corners, views.colour, views.masks);
-    gains.step();
-    Watcher seams(progress_, Stage::seams, 1);
-    cv::detail::GraphCutSeamFinder(
-        static_cast<int>(cv::detail::GraphCutSeamFinderBase::COST_COLOR),
-        kTerminalCost,
-        kBadRegionPenalty)
-        .find(views.inSinglePrecision(), views.corners, views.masks);
-    seams.step();
-    std::vector<cv::Mat> perBlock;
-    compensate.compensator->getMatGains(perBlock);
+    const auto pairCount = static_cast<int>(composition::overlappingPairs(views).size());
+    Watcher gains(progress_, Stage::gains, pairCount);
+    const std::vector<cv::Mat> perBlock =
+        composition::exposureGains(views, [&gains] { gains.step(); });
+    Watcher seams(progress_, Stage::seams, pairCount);
+    composition::cutSeams(
+        views, [&seams] { seams.step(); }, [&seams] { seams.poll(); });
     for (std::size_t c = 0; c < candidates_.size(); ++c) {
       plan_.images[c].seamMask = composition::widened(views.masks[c], options_.seamWidening);
       plan_.images[c].gains = perBlock[c];
@@ -343,7 +336,8 @@ class Planner {
     if (widths.empty()) {
       return 1;
     }
-    std::nth_element(widths.begin(), widths.begin() + static_cast<long>(widths.size() / 2), widths.end());
+    std::nth_element(
+        widths.begin(), widths.begin() + static_cast<long>(widths.size() / 2), widths.end());
     constexpr double kStructuresPerOverlap = 8.0;
     constexpr int kMostBands = 4;
     const double structure = widths[widths.size() / 2] / kStructuresPerOverlap;
@@ -414,11 +408,11 @@ cv::Point2d MontagePlan::montageFromImage(int index, cv::Point2d pixel) const {
   const bool reduced = !stages::Composition::countsAsFullResolution(composeScale - 1.0);
   const double scale = reduced ? composeScale : 1.0;
   const Camera& camera = planned->camera;
-  const cv::Vec3d ray = camera.worldFromCamera *
-                        cv::Vec3d(((pixel.x + 0.5) * scale - 0.5 - camera.ppx) / camera.focal,
-                                  ((pixel.y + 0.5) * scale - 0.5 - camera.ppy) /
-                                      (camera.focal * camera.aspect),
-                                  1.0);
+  const cv::Vec3d ray =
+      camera.worldFromCamera *
+      cv::Vec3d(((pixel.x + 0.5) * scale - 0.5 - camera.ppx) / camera.focal,
+                ((pixel.y + 0.5) * scale - 0.5 - camera.ppy) / (camera.focal * camera.aspect),
+                1.0);
   return {planeScale * ray[0] / ray[2] - origin.x, planeScale * ray[1] / ray[2] - origin.y};
 }
 

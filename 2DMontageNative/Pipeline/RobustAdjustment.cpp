@@ -70,10 +70,10 @@ std::vector<PointPair> inlierPoints(const std::vector<Features>& features,
       placed.push_back({all.back().first, all.back().second + cv::Point2d(pair.shifts[k])});
     }
   }
-  const bool enough = placed.size() >= kFewestPlaced &&
-                      static_cast<double>(placed.size()) >=
-                          kLeastPlacedShare *
-                              std::min<double>(static_cast<double>(all.size()), kMostPlacedPoints);
+  const bool enough =
+      placed.size() >= kFewestPlaced &&
+      static_cast<double>(placed.size()) >=
+          kLeastPlacedShare * std::min<double>(static_cast<double>(all.size()), kMostPlacedPoints);
   return enough ? placed : all;
 }
 

@@ -25,7 +25,7 @@ enum class Stage {
   match,     ///< comparing pairs of images; counted in pairs
   adjust,    ///< estimating the cameras; counted in rounds, the total is an upper bound
   warp,      ///< reading images for gains and seams; counted in images
-  gains,     ///< equalising the exposures; one step
+  gains,     ///< equalising the exposures; counted in overlaps
   seams,     ///< cutting overlaps; counted in overlaps
   compose    ///< making pixels; counted in tiles
 };

@@ -30,6 +30,10 @@ fi
 grep -q "no montage: status 1" "$out/message"
 [ ! -e "$out/none.jpg" ]
 
+"$build/join_photographs" "$out/joined.jpg" "$out"/slab0_view[0124].png >"$out/said"
+[ -s "$out/joined.jpg" ]
+[ "$(grep -c ': used, connected to ' "$out/said")" -eq 4 ]
+
 landscape=$backgrounds/aitzgorri_by_Aitzol_Berasategi.jpg
 "$build/wide_angle_truth" render "$landscape" 600 "$out"
 for mode in range fov; do
