@@ -42,7 +42,7 @@ fs::path createBeside(const fs::path& target) {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     std::ostringstream name;
     name << ".orv2d-" << std::hex << random() << random() << ".tmp";
-    const fs::path file = folderOf(target) / name.str();
+    fs::path file = folderOf(target) / name.str();
     if (std::FILE* created = std::fopen(file.string().c_str(), "wbx")) {
       std::fclose(created);
       return file;

@@ -100,7 +100,9 @@ void MontageRun::makeMontages() {
   registerFirstSlab();
   plan();
   if (settings_.dryRun) {
-    printPlan(settings_, outcome_, std::cout);
+    if (!settings_.quiet) {
+      printPlan(settings_, outcome_, std::cout);
+    }
   } else {
     composeSlabs();
     finish();
