@@ -43,6 +43,8 @@ ROWS = [
     Row("matching, SURF", "MatchingBenchmark", "surfExact", "surfOpenCv", 1.0),
     Row("warping, bicubic", "WarpingBenchmark", "cubicOurs", "cubicOpenCv", 1.0),
     Row("warping, bilinear", "WarpingBenchmark", "linearOurs", "linearOpenCv", 1.0),
+    Row("exposure gains", "SeamBenchmark", "gainsOurs", "gainsOpenCv", 2.0),
+    Row("graph-cut seams", "SeamBenchmark", "seamsOurs", "seamsOpenCv", 1.1),
     Row("further slab", "SlabBenchmark", "furtherSlab", "furtherSlabPlain", 2.0),
     Row("whole montage", "MontageBenchmark", "wholeOurs", "wholeStitcher", 1.0),
     Row("10 slabs", "SlabBenchmark", "tenSlabs", "tenSlabsStitcher", 2.5),

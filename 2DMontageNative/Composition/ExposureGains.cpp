@@ -175,6 +175,7 @@ std::vector<cv::Mat> exposureGains(const SeamViews& views, const std::function<v
   const std::vector<double> gains = solveGains(
       validPixels(images), allCouplings(images, overlappingPairs(views), step), kMostDenseBlocks);
   std::vector<cv::Mat> maps;
+  maps.reserve(images.size());
   for (const BlockedImage& image : images) {
     maps.push_back(smoothedGains(image, gains));
   }

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Composition/GraphCutSeams.h"
 
+#include "Composition/PixelGraph.h"
 #include "Platform/OrderedTasks.h"
-
-#include <opencv2/imgproc/detail/gcgraph.hpp>
 
 #include <algorithm>
 #include <cstddef>
@@ -12,12 +11,11 @@
 namespace ORV::Common::Algorithms::Montage::Composition {
 namespace {
 
-constexpr float kTerminalCost = 10000.0F;
-constexpr float kBadRegionPenalty = 1000.0F;
-constexpr float kLeastCost = 1.0F;
+// OpenCV's costs are whole numbers too, in floats that hold them exactly.
+constexpr int kTerminalCost = 10000;
+constexpr int kBadRegionPenalty = 1000;
+constexpr int kLeastCost = 1;
 constexpr int kGap = 10;  ///< pixels around an overlap that its graph covers too
-
-using Graph = cv::detail::GCGraph<float>;
 
 /// An image of a pair, its pixels shared with the views.
 struct PlacedImage {
@@ -40,74 +38,65 @@ cv::Mat cutOut(const cv::Mat& image, const cv::Rect& window) {
 }
 
 /// The squared distance of the colours, per pixel.
-cv::Mat_<float> differenceOf(const cv::Mat& first, const cv::Mat& second) {
-  cv::Mat_<float> difference(first.size());
+cv::Mat_<int> differenceOf(const cv::Mat& first, const cv::Mat& second) {
+  cv::Mat_<int> difference(first.size());
   for (int y = 0; y < first.rows; ++y) {
     const auto* const a = first.ptr<cv::Vec3b>(y);
     const auto* const b = second.ptr<cv::Vec3b>(y);
-    float* const out = difference[y];
+    int* const out = difference[y];
     for (int x = 0; x < first.cols; ++x) {
       const int d0 = a[x][0] - b[x][0];
       const int d1 = a[x][1] - b[x][1];
       const int d2 = a[x][2] - b[x][2];
-      out[x] = static_cast<float>(d0 * d0 + d1 * d1 + d2 * d2);
+      out[x] = d0 * d0 + d1 * d1 + d2 * d2;
     }
   }
   return difference;
 }
 
-/// One vertex per pixel, bound to the images that have it.
-void addVertices(Graph& graph, const cv::Mat& firstMask, const cv::Mat& secondMask) {
+/// Binds pixels to the image that alone has them.
+void bindPixels(PixelGraph& graph, const cv::Mat& firstMask, const cv::Mat& secondMask) {
   for (int y = 0; y < firstMask.rows; ++y) {
     const auto* const first = firstMask.ptr(y);
     const auto* const second = secondMask.ptr(y);
     for (int x = 0; x < firstMask.cols; ++x) {
-      graph.addTermWeights(graph.addVtx(),
-                           first[x] != 0 ? kTerminalCost : 0.0F,
-                           second[x] != 0 ? kTerminalCost : 0.0F);
+      graph.bind(x, y, kTerminalCost * ((first[x] != 0 ? 1 : 0) - (second[x] != 0 ? 1 : 0)));
     }
   }
 }
 
-/// Edges to the right and downward in raster order: the cut among several of equal cost depends on
-/// it.
-void addEdges(Graph& graph, const cv::Mat_<float>& difference, const cv::Mat& shared) {
-  const int width = difference.cols;
+/// A cut costs what the colours on both of its sides differ, and more where an image has none.
+void joinPixels(PixelGraph& graph, const cv::Mat_<int>& difference, const cv::Mat& shared) {
+  const auto costBetween = [&](int x, int y, int otherX, int otherY) {
+    const bool good = (shared.at<uchar>(y, x) & shared.at<uchar>(otherY, otherX)) != 0;
+    return difference(y, x) + difference(otherY, otherX) + kLeastCost +
+           (good ? 0 : kBadRegionPenalty);
+  };
   for (int y = 0; y < difference.rows; ++y) {
-    const int below = std::min(y + 1, difference.rows - 1);
-    const float* const cost = difference[y];
-    const float* const costBelow = difference[below];
-    const auto* const good = shared.ptr(y);
-    const auto* const goodBelow = shared.ptr(below);
-    for (int x = 0; x < width; ++x) {
-      const int vertex = y * width + x;
-      const auto join = [&](int other, float otherCost, unsigned char otherGood) {
-        const float penalty = (good[x] & otherGood) != 0 ? 0.0F : kBadRegionPenalty;
-        const float weight = cost[x] + otherCost + kLeastCost + penalty;
-        graph.addEdges(vertex, other, weight, weight);
-      };
-      if (x + 1 < width) {
-        join(vertex + 1, cost[x + 1], good[x + 1]);
+    for (int x = 0; x < difference.cols; ++x) {
+      if (x + 1 < difference.cols) {
+        graph.joinRight(x, y, costBetween(x, y, x + 1, y));
       }
-      if (below > y) {
-        join(vertex + width, costBelow[x], goodBelow[x]);
+      if (y + 1 < difference.rows) {
+        graph.joinDown(x, y, costBetween(x, y, x, y + 1));
       }
     }
   }
 }
 
 /// Each side of the cut loses the pixels that the image of the other side has.
-void divide(Graph& graph, const cv::Rect& overlap, PlacedImage& first, PlacedImage& second) {
+void divide(const PixelGraph& graph,
+            const cv::Rect& overlap,
+            PlacedImage& first,
+            PlacedImage& second) {
   cv::Mat firstMask = first.mask(overlap - first.corner);
   cv::Mat secondMask = second.mask(overlap - second.corner);
-  const int width = overlap.width + 2 * kGap;
   for (int y = 0; y < overlap.height; ++y) {
     auto* const ofFirst = firstMask.ptr(y);
     auto* const ofSecond = secondMask.ptr(y);
     for (int x = 0; x < overlap.width; ++x) {
-      const bool toFirst = graph.inSourceSegment((y + kGap) * width + x + kGap);
       if (ofFirst[x] != 0 && ofSecond[x] != 0) {
-        (toFirst ? ofSecond : ofFirst)[x] = 0;
+        (graph.onSourceSide(x + kGap, y + kGap) ? ofSecond : ofFirst)[x] = 0;
       }
     }
   }
@@ -125,15 +114,13 @@ void cutPair(PlacedImage& first,
   if (cv::countNonZero(shared) == 0) {
     return;  // no cut would change a mask
   }
-  const int vertices = window.area();
-  Graph graph(static_cast<unsigned>(vertices), static_cast<unsigned>(4 * vertices));
-  addVertices(graph, firstMask, secondMask);
-  addEdges(graph,
-           differenceOf(cutOut(first.colour, window - first.corner),
-                        cutOut(second.colour, window - second.corner)),
-           shared);
-  poll();
-  graph.maxFlow();
+  PixelGraph graph(window.size());
+  bindPixels(graph, firstMask, secondMask);
+  joinPixels(graph,
+             differenceOf(cutOut(first.colour, window - first.corner),
+                          cutOut(second.colour, window - second.corner)),
+             shared);
+  graph.cut(poll);
   divide(graph, overlap, first, second);
 }
 

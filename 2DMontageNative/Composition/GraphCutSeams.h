@@ -17,11 +17,11 @@ namespace ORV::Common::Algorithms::Montage::Composition {
 ///
 /// Pairs are cut at the same time; a pair waits for the earlier ones that change what it reads, so
 /// that the masks do not depend on the number of threads. Beyond the views memory holds the graphs
-/// being cut, some 90 bytes per pixel of an overlap.
+/// being cut, some 45 bytes per pixel of an overlap.
 ///
 /// @param[in,out] views  masks lose what another image supplies.
 /// @param[in] step  called after each of the `overlappingPairs`.
-/// @param[in] poll  called before a graph is built and before it is cut, which cannot be stopped.
+/// @param[in] poll  called a few times a second.
 /// @note Both come from any thread and may throw; the masks are then cut in part.
 void cutSeams(SeamViews& views,
               const std::function<void()>& step,
