@@ -6,8 +6,8 @@
 #include "Pipeline/Records.h"
 #include "Pipeline/Version.h"
 #include "Platform/OpenCvScope.h"
-#include "Registration/Cameras/PairGraph.h"
 #include "Registration/Cameras/CameraLists.h"
+#include "Registration/Cameras/PairGraph.h"
 #include "Registration/Cameras/QualityFigures.h"
 
 #include <algorithm>
@@ -106,8 +106,7 @@ void numberGroups(double confidence, Registration& registration) {
       edges.push_back({pair.first, pair.second, static_cast<double>(pair.inliers)});
     }
   }
-  const auto groups =
-      stages::groupsOf(static_cast<int>(registration.images.size()), edges);
+  const auto groups = stages::groupsOf(static_cast<int>(registration.images.size()), edges);
   for (std::size_t g = 0; g < groups.size(); ++g) {
     for (const int image : groups[g]) {
       registration.images[at(image)].group = static_cast<int>(g);

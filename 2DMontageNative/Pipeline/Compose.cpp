@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "montage/Compose.h"
 
+#include "Composition/BrightnessNormalisation.h"
 #include "Composition/CompositionImage.h"
 #include "Composition/PlaneComposer.h"
 #include "Pipeline/PlanLayout.h"
 #include "Pipeline/Watcher.h"
 #include "Platform/OpenCvScope.h"
-#include "Composition/BrightnessNormalisation.h"
 
 #include <opencv2/imgproc.hpp>
 

@@ -41,9 +41,9 @@ constexpr double kDegreesPerRadian = 180.0 / CV_PI;
 constexpr double kWidestAxis = 80.0 / kDegreesPerRadian;
 constexpr double kWidestCorner = 87.0 / kDegreesPerRadian;
 
-/// Seam views of all images together have at most this many pixels; wide views are stretched so much
-/// that the resolution is lowered.
-constexpr double kMostSeamPixels = 50e6;
+/// Seam views of all images together have at most this many pixels, about a gigabyte.
+constexpr double kMostSeamPixels = 200e6;
+constexpr double kPixelsPerMegapixel = 1e6;
 
 std::size_t at(int index) {
   return static_cast<std::size_t>(index);
@@ -234,9 +234,24 @@ class Planner {
     scaler_.composeWorkAspect = scaler_.composeScale / scaler_.workScale;
     std::vector<cv::detail::CameraParams> cameras = cameraRecords(scaler_.seamWorkAspect);
     composition::Warp warp(cameras, scaler_.seamWorkAspect);
-    const std::vector<cv::Rect> footprints = seamFootprints(*warp.warper, cameras);
+    std::vector<cv::Rect> footprints = seamFootprints(*warp.warper, cameras);
     for (const cv::Rect& footprint : footprints) {
       composition::requireFootprint(footprint.tl(), footprint.width, footprint.height);
+    }
+    double pixels = 0.0;
+    for (const cv::Rect& footprint : footprints) {
+      pixels += areaOf(footprint.size());
+    }
+    if (options_.seams != Seams::none && pixels > kMostSeamPixels) {
+      if (!options_.masksInsideImages) {
+        CV_Error_(cv::Error::StsOutOfRange,
+                  ("the images would cover %.0f megapixels of the montage plane at the seams' "
+                   "resolution, which is stretched too far",
+                   pixels / kPixelsPerMegapixel));
+      }
+      lowerSeamScale(std::sqrt(kMostSeamPixels / pixels));
+      placeAtSeamScale();
+      return;
     }
     plan_.images.resize(candidates_.size());
     for (std::size_t c = 0; c < candidates_.size(); ++c) {
@@ -245,6 +260,17 @@ class Planner {
       plan_.images[c].seamFootprint = footprints[c];
     }
     plan_.seamScale = scaler_.seamScale;
+  }
+
+  /// Wide views are stretched so much that less resolution shows as much of them.
+  void lowerSeamScale(double factor) {
+    constexpr double kMargin = 0.99;  // sizes are rounded
+    scaler_.seamScale *= static_cast<float>(kMargin * factor);
+    for (std::size_t c = 0; c < candidates_.size(); ++c) {
+      const cv::Size size =
+          composition::reducedSizeForSeams(candidates_[c].size, scaler_.seamScale);
+      cv::resize(reduced_[c].clone(), reduced_[c], size, 0, 0, cv::INTER_AREA);
+    }
   }
 
   [[nodiscard]] std::vector<cv::Rect> seamFootprints(
@@ -305,7 +331,7 @@ class Planner {
     plan_.origin = plan_.canvas.tl();
     plan_.size = plan_.canvas.size();
     plan_.bands = bandsFor();
-    const double megapixels = areaOf(plan_.size) / 1e6;
+    const double megapixels = areaOf(plan_.size) / kPixelsPerMegapixel;
     std::ostringstream text;
     if (megapixels > options_.maxMegapixels) {
       plan_.status = PlanStatus::tooLarge;

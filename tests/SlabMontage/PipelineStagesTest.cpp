@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Both pipelines against the public stages called in turn: what one does and the other does not.
 #include "Composition.h"
+#include "Composition/BrightnessNormalisation.h"
 #include "Registration.h"
 #include "Scaler.h"
-#include "Composition/BrightnessNormalisation.h"
 #include "support/ImageMatchers.h"
 #include "support/MontageCall.h"
 #include "support/StandardOutput.h"

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Registration/Cameras/CameraLists.h"
 
-
 #include <algorithm>
 #include <cmath>
 

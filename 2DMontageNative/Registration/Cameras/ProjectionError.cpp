@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include "Registration/Cameras/CameraLists.h"
 #include "Registration/Inliers.h"
 #include "Registration/RayGeometry.h"
-#include "Registration/Cameras/CameraLists.h"
 
 #include <cmath>
 
@@ -47,8 +47,7 @@ cv::Mat listProjectionErrors(const std::vector<cv::detail::ImageFeatures>& featu
       const cv::Point2f& sourcePoint = features[source].keypoints[query].pt;
       const cv::Point2f& destinationPoint = features[destination].keypoints[train].pt;
       const cv::Vec3d sourceRay = unitRay(sourceCamera.rayFromPixel, sourcePoint);
-      const cv::Vec3d destinationRay =
-          unitRay(destinationCamera.rayFromPixel, destinationPoint);
+      const cv::Vec3d destinationRay = unitRay(destinationCamera.rayFromPixel, destinationPoint);
       records.insert(records.end(),
                      {static_cast<double>(pair.src_img_idx),
                       static_cast<double>(pair.dst_img_idx),
