@@ -96,7 +96,7 @@ enum class Straighten {
   automatic,   ///< horizontal or vertical if the views spread that way, else by the mean camera
   horizontal,  ///< the views lie beside each other: their horizon becomes horizontal
   vertical,    ///< the views lie above each other
-  none         ///< as the cameras are: the plane faces the reference image
+  none         ///< as the reference image is
 };
 
 enum class Crop {

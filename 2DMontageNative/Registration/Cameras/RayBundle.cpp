@@ -49,13 +49,16 @@ struct RayDifference {
   template <class T>
   bool operator()(
       const T* inverse1, const T* turn1, const T* inverse2, const T* turn2, T* error) const {
+    using std::isfinite;  // numbers with derivatives bring their own
     const std::array<T, 3> a = unitRay(*inverse1, turn1, points.first);
     const std::array<T, 3> b = unitRay(*inverse2, turn2, points.second);
     const T pixelsPerRay = kUnitFocal / sqrt(*inverse1 * *inverse2);
+    bool isFinite = true;
     for (std::size_t axis = 0; axis < 3; ++axis) {
       error[axis] = pixelsPerRay * (a[axis] - b[axis]);
+      isFinite = isFinite && isfinite(error[axis]);
     }
-    return true;
+    return isFinite;  // else the solver would print a warning
   }
 
   template <class T>
@@ -68,8 +71,9 @@ struct RayDifference {
 struct FocalDifference {
   template <class T>
   bool operator()(const T* inverse, const T* common, T* error) const {
+    using std::isfinite;
     *error = (*inverse / *common - 1.0) / kFocalSpread;
-    return true;
+    return isfinite(*error);
   }
 };
 
