@@ -5,6 +5,7 @@
 // MONTAGE_BENCHMARK_DATA names a folder with sets of overlapping photographs, one subfolder each;
 // without it only rendered views are montaged.
 #include "SlabMontage.h"
+#include "montage/Montage.h"
 #include "support/SyntheticScene.h"
 
 #include <benchmark/benchmark.h>
@@ -52,7 +53,7 @@ Images renderedGrid(int count, int columns, double megapixels) {
 }
 
 /// One montage per slab with the basic pipeline; every slab is the same images again.
-int montage(const Images& images, int slabCount, std::vector<cv::Mat>& montages) {
+int montageSlabs(const Images& images, int slabCount, std::vector<cv::Mat>& montages) {
   const int count = static_cast<int>(images.size());
   std::vector<unsigned char*> buffers;
   std::vector<int> widths;
@@ -104,11 +105,27 @@ cv::Ptr<cv::Stitcher> makeStitcher() {
 void wholeOurs(benchmark::State& state, const Images& images) {
   std::vector<cv::Mat> montages;
   for (auto _ : state) {
-    if (montage(images, 1, montages) != 0) {
+    if (montageSlabs(images, 1, montages) != 0) {
       state.SkipWithError("no montage");
     }
   }
   state.counters["megapixels"] = static_cast<double>(montages[0].total()) / 1e6;
+}
+
+/// The picture pipeline through the application interface.
+void wholePicture(benchmark::State& state, const Images& images) {
+  const montage::MatSource source(images);
+  cv::Mat picture;
+  for (auto _ : state) {
+    const montage::Registration registration = montage::registerImages(source);
+    const montage::MontagePlan plan = montage::planMontage(registration, source);
+    if (plan.status != montage::PlanStatus::ok) {
+      state.SkipWithError("no montage");
+      break;
+    }
+    picture = montage::compose(plan, source);
+  }
+  state.counters["megapixels"] = static_cast<double>(picture.total()) / 1e6;
 }
 
 void wholeStitcher(benchmark::State& state, const Images& images) {
@@ -128,7 +145,7 @@ void growthOfMontage(
                                   static_cast<std::size_t>(threads));
   std::vector<cv::Mat> montages;
   for (auto _ : state) {
-    if (montage(images, slabCount, montages) != 0) {
+    if (montageSlabs(images, slabCount, montages) != 0) {
       state.SkipWithError("no montage");
     }
   }
@@ -143,8 +160,9 @@ void registerGrowth(
 }
 
 void registerPair(const std::string& set, const Images& images) {
-  for (const auto& [name, run] :
-       {std::pair{"wholeOurs/", wholeOurs}, {"wholeStitcher/", wholeStitcher}}) {
+  for (const auto& [name, run] : {std::pair{"wholeOurs/", wholeOurs},
+                                  {"wholePicture/", wholePicture},
+                                  {"wholeStitcher/", wholeStitcher}}) {
     benchmark::RegisterBenchmark((name + set).c_str(), run, images)
         ->Unit(benchmark::kMillisecond)
         ->UseRealTime();
