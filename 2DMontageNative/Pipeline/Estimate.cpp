@@ -61,7 +61,7 @@ double blendedPixels(const MontagePlan& plan) {
 
 /// A montage of one small image that is blended as the plan's are.
 MontagePlan trialOf(const MontagePlan& plan) {
-  constexpr int kSide = 512;
+  constexpr int kSide = 256;
   const cv::Rect area(0, 0, kSide - 1, kSide - 1);
   MontagePlan trial;
   trial.status = PlanStatus::ok;

@@ -365,7 +365,7 @@ class Planner {
     std::nth_element(
         widths.begin(), widths.begin() + static_cast<long>(widths.size() / 2), widths.end());
     constexpr double kStructuresPerOverlap = 8.0;
-    constexpr int kMostBands = 4;
+    constexpr int kMostBands = 3;
     const double structure = widths[widths.size() / 2] / kStructuresPerOverlap;
     return std::clamp(cvRound(std::log2(std::max(structure, 1.0))), 1, kMostBands);
   }
