@@ -230,14 +230,7 @@ class Planner {
 
   /// Footprints at seam scale: what cannot be warped is refused before any memory is taken.
   void placeAtSeamScale() {
-    scaler_.seamWorkAspect = scaler_.seamScale / scaler_.workScale;
-    scaler_.composeWorkAspect = scaler_.composeScale / scaler_.workScale;
-    std::vector<cv::detail::CameraParams> cameras = cameraRecords(scaler_.seamWorkAspect);
-    composition::Warp warp(cameras, scaler_.seamWorkAspect);
-    std::vector<cv::Rect> footprints = seamFootprints(*warp.warper, cameras);
-    for (const cv::Rect& footprint : footprints) {
-      composition::requireFootprint(footprint.tl(), footprint.width, footprint.height);
-    }
+    std::vector<cv::Rect> footprints = seamFootprints();
     double pixels = 0.0;
     for (const cv::Rect& footprint : footprints) {
       pixels += areaOf(footprint.size());
@@ -250,8 +243,7 @@ class Planner {
                    pixels / kPixelsPerMegapixel));
       }
       lowerSeamScale(std::sqrt(kMostSeamPixels / pixels));
-      placeAtSeamScale();
-      return;
+      footprints = seamFootprints();
     }
     plan_.images.resize(candidates_.size());
     for (std::size_t c = 0; c < candidates_.size(); ++c) {
@@ -273,15 +265,19 @@ class Planner {
     }
   }
 
-  [[nodiscard]] std::vector<cv::Rect> seamFootprints(
-      cv::detail::RotationWarper& warper,
-      const std::vector<cv::detail::CameraParams>& cameras) const {
+  /// Where the images lie at the present seam scale.
+  std::vector<cv::Rect> seamFootprints() {
+    scaler_.seamWorkAspect = scaler_.seamScale / scaler_.workScale;
+    std::vector<cv::detail::CameraParams> cameras = cameraRecords(scaler_.seamWorkAspect);
+    const composition::Warp warp(cameras, scaler_.seamWorkAspect);
     std::vector<cv::Rect> footprints;
     for (std::size_t c = 0; c < candidates_.size(); ++c) {
       const cv::Size size =
           composition::reducedSizeForSeams(candidates_[c].size, scaler_.seamScale);
-      footprints.push_back(warper.warpRoi(
-          size, composition::intrinsicsOf(cameras[c], scaler_.seamWorkAspect), cameras[c].R));
+      const cv::Rect footprint = warp.warper->warpRoi(
+          size, composition::intrinsicsOf(cameras[c], scaler_.seamWorkAspect), cameras[c].R);
+      composition::requireFootprint(footprint.tl(), footprint.width, footprint.height);
+      footprints.push_back(footprint);
     }
     return footprints;
   }
@@ -313,6 +309,7 @@ class Planner {
   }
 
   void layOut() {
+    scaler_.composeWorkAspect = scaler_.composeScale / scaler_.workScale;
     std::vector<cv::detail::CameraParams> cameras = cameraRecords(scaler_.composeWorkAspect);
     composition::Warp warp(cameras, scaler_.seamWorkAspect);
     for (const Candidate& candidate : candidates_) {
@@ -372,7 +369,7 @@ class Planner {
 
   static stages::Scaler emptyScaler() {
     std::vector<cv::Mat> none;
-    return stages::Scaler(none);
+    return {none};
   }
 
   const Registration& registration_;
