@@ -57,8 +57,9 @@ double areaOf(cv::Size size) {
 /// One image on its way into the plan.
 struct Candidate {
   int index;
-  cv::Size size;  ///< full resolution, in this source
-  Camera camera;  ///< registration resolution
+  cv::Size size;     ///< full resolution, in this source
+  Camera camera;     ///< registration resolution
+  int channels = 0;  ///< 0: not read
 };
 
 /// The images are those of the registration, all larger or smaller by one factor.
@@ -128,7 +129,7 @@ class Planner {
     scaler_.composeScale =
         stages::resolutionScale(static_cast<float>(options_.composeMegapixels), largestArea);
     for (const int index : registration_.used) {
-      candidates_.push_back({index, {}, registration_.images[at(index)].camera});
+      candidates_.push_back({index, {}, registration_.images[at(index)].camera, 0});
     }
     reduced_.resize(candidates_.size());
     const bool withPixels = options_.seams != Seams::none;
@@ -140,6 +141,7 @@ class Planner {
         const cv::Mat image = images_.read(candidate.index);
         candidate.size = image.size();
         requireSize(registered, candidate.size, ratio);
+        candidate.channels = image.channels();
         reduced_[at(c)] = composition::reducedForSeams(image, scaler_.seamScale);
       } else {
         candidate.size = images_.size(candidate.index);
@@ -249,6 +251,7 @@ class Planner {
       plan_.images[c].seamFootprint = footprints[c];
     }
     plan_.seamScale = scaler_.seamScale;
+    plan_.channels = candidates_.front().channels;
   }
 
   /// Wide views are stretched so much that less resolution shows as much of them.

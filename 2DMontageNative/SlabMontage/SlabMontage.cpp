@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <iostream>
 #include <limits>
 #include <utility>
@@ -106,7 +107,9 @@ void report(const ::montage::MontagePlan& plan,
 void composeSlabs(::montage::MontagePlan plan, const Request& request, const Outputs& outputs) {
   std::vector<cv::Mat> montages;
   if (request.slabCount > 0) {
-    ::montage::Composer composer(std::move(plan));
+    ::montage::ComposeOptions options;
+    options.memoryBytes = std::numeric_limits<std::uint64_t>::max();  // the caller has them all
+    ::montage::Composer composer(std::move(plan), options);
     for (int slab = 0; slab < request.slabCount; ++slab) {
       montages.push_back(composer.compose(slabOf(request, slab)));
     }
