@@ -120,6 +120,11 @@ bool isJpegName(const fs::path& path) {
   return format != nullptr && format->maxSide == kJpegMaxSide;
 }
 
+bool isTiffName(const fs::path& path) {
+  const Format* format = formatOf(path);
+  return format != nullptr && format->maxBytes == kTiffMaxBytes;
+}
+
 void requireFormatHolds(cv::Size size, int channels, const fs::path& target) {
   const Format& format = *formatOf(target);
   const std::string text = std::to_string(size.width) + " x " + std::to_string(size.height);

@@ -30,8 +30,9 @@ void requireImageFormat(const std::filesystem::path& path);
 /// Whether `requireImageFormat` accepts the name.
 bool hasImageFormat(const std::filesystem::path& path);
 
-/// Whether the name is that of a JPEG.
+/// Whether the name is that of a JPEG, or of a TIFF.
 bool isJpegName(const std::filesystem::path& path);
+bool isTiffName(const std::filesystem::path& path);
 
 /// Throws `HostError` (output not writable) if the format of the name of `target` cannot hold a
 /// picture of `size` pixels and `channels` samples each.

@@ -105,6 +105,20 @@ void addFraming(CLI::App& command, MontageSettings& settings) {
       ->check(CLI::Range(1e-6, 1e9).description("MEGAPIXELS"));
 }
 
+void addTiff(CLI::App& command, MontageSettings& settings) {
+  command.add_flag(
+      "--tiles", settings.tiles, "Write a TIFF in tiles, while it is composed: for any size");
+  command
+      .add_option("--compression",
+                  settings.compression,
+                  "Of a tiled TIFF: deflate loses nothing, jpeg has --quality [deflate]")
+      ->check(CLI::IsMember({"deflate", "jpeg", "none"}));
+  command.add_flag("--pyramid",
+                   settings.pyramid,
+                   "A tiled TIFF that also holds 1/2, 1/4, ... of the resolution");
+  command.add_flag("--bigtiff", settings.bigTiff, "A tiled TIFF with 64-bit offsets at any size");
+}
+
 /// What `montage` and `compose` have in common.
 void addComposing(CLI::App& command, MontageSettings& settings) {
   command
@@ -116,8 +130,9 @@ void addComposing(CLI::App& command, MontageSettings& settings) {
   addPipeline(command, settings);
   addSeamsAndBlending(command, settings);
   addFraming(command, settings);
-  command.add_option("--quality", settings.quality, "Quality of JPEG files, 1 to 100 [95]")
+  command.add_option("--quality", settings.quality, "Quality of JPEG, 1 to 100 [95]")
       ->check(CLI::Range(1, 100));
+  addTiff(command, settings);
   command.add_flag(
       "--dry-run", settings.dryRun, "Say size, memory and which images, and write nothing");
   addGrey(command, settings);

@@ -13,6 +13,7 @@
 #include "montage/Overlay.h"
 #include "montage/RegistrationFiles.h"
 #include "montage/SlabNames.h"
+#include "montage/TiledFile.h"
 #include "report/Measure.h"
 
 #include <iostream>
@@ -60,13 +61,21 @@ class MontageRun {
   void plan();
   void composeSlabs();
   void composeSlab(montage::Composer& composer, int slab);
+  [[nodiscard]] int channelsOf(const ImageFiles& images) const;
+  void composeIntoFile(montage::Composer& composer, const ImageFiles& images, const fs::path& path);
+  void composeInMemory(montage::Composer& composer,
+                       const ImageFiles& images,
+                       const fs::path& path,
+                       bool inTiles,
+                       bool withOverlay);
   void finish();
-  void writePicture(const fs::path& path, const cv::Mat& picture);
+  void writePicture(const fs::path& path, const cv::Mat& picture, bool inTiles);
   void stageReport();
   void stageRegistration();
   void reportFailure(const Failure& failure);
   void notePhase();
   [[nodiscard]] cv::Mat overlayOf(const cv::Mat& montage) const;
+  [[nodiscard]] bool isTransparent() const { return settings_.background == "transparent"; }
 
   std::string command_;
   MontageSettings settings_;
@@ -153,9 +162,10 @@ void MontageRun::plan() {
 }
 
 void MontageRun::composeSlabs() {
-  const bool transparent = settings_.background == "transparent";
   for (const fs::path& file : montageFiles_) {
-    requireFormatHolds(outcome_.plan->size, transparent ? 4 : 1, file);
+    if (!isTiffName(file)) {  // else there are tiles
+      requireFormatHolds(outcome_.plan->size, isTransparent() ? 4 : 1, file);
+    }
   }
   montage::Composer composer(*outcome_.plan);
   for (int slab = 0; slab < settings_.slabs; ++slab) {
@@ -164,7 +174,6 @@ void MontageRun::composeSlabs() {
 }
 
 void MontageRun::composeSlab(montage::Composer& composer, int slab) {
-  const Stopwatch composing;
   std::optional<ImageFiles> further;
   if (slab > 0) {
     std::vector<ExpectedImage> expected(static_cast<std::size_t>(firstSlab_.count()));
@@ -175,22 +184,60 @@ void MontageRun::composeSlab(montage::Composer& composer, int slab) {
     further->expect(std::move(expected));
   }
   const ImageFiles& images = further ? *further : firstSlab_;
+  const fs::path& file = montageFiles_[static_cast<std::size_t>(slab)];
+  const int channels = isTransparent() ? 4 : channelsOf(images);
+  const bool inTiles = settings_.wantsTiles() || needsTiles(file, composer.plan().size, channels);
+  const bool withOverlay = slab == 0 && !settings_.overlay.empty();  // drawn on the whole picture
+  if (inTiles && !withOverlay) {
+    composeIntoFile(composer, images, file);
+  } else {
+    composeInMemory(composer, images, file, inTiles, withOverlay);
+  }
+  outcome_.times.reading += images.readingSeconds();
+  outcome_.montages.push_back({file, composer.plan().size, channels});
+  if (const std::string note = mixedChannelsNote(images, slab); !note.empty()) {
+    printMessage(note);
+  }
+}
+
+/// Of the montage, as the first image of the plan has them.
+int MontageRun::channelsOf(const ImageFiles& images) const {
+  return images.read(outcome_.plan->images.front().index).channels();
+}
+
+void MontageRun::composeIntoFile(montage::Composer& composer,
+                                 const ImageFiles& images,
+                                 const fs::path& path) {
+  const Stopwatch composing;
+  progress_.say("writing " + path.string() + " while it is composed");
+  outputs_.write(path, [&](const fs::path& target, const fs::path& file) {
+    writeTiles(target, file, settings_.tiffOptions(), [&](montage::MontageSink& sink) {
+      StageLine line(settings_.quiet);
+      composer.compose(images, sink, line.watch());
+    });
+  });
+  outcome_.times.compose += composing.seconds();
+}
+
+void MontageRun::composeInMemory(montage::Composer& composer,
+                                 const ImageFiles& images,
+                                 const fs::path& path,
+                                 bool inTiles,
+                                 bool withOverlay) {
+  const Stopwatch composing;
   cv::Mat picture;
   {
     StageLine line(settings_.quiet);
     picture = composer.compose(images, line.watch());
   }
   outcome_.times.compose += composing.seconds();
-  outcome_.times.reading += images.readingSeconds();
-  if (const std::string note = mixedChannelsNote(images, slab); !note.empty()) {
-    printMessage(note);
-  }
   const Stopwatch writing;
-  const fs::path& file = montageFiles_[static_cast<std::size_t>(slab)];
-  writePicture(file, picture);
-  outcome_.montages.push_back({file, picture.size(), picture.channels()});
-  if (slab == 0 && !settings_.overlay.empty()) {
-    writePicture(settings_.overlay, overlayOf(picture));
+  writePicture(path, picture, inTiles);
+  if (withOverlay) {
+    const cv::Mat overlay = overlayOf(picture);
+    writePicture(settings_.overlay,
+                 overlay,
+                 needsTiles(settings_.overlay, overlay.size(), overlay.channels()));
   }
   outcome_.times.writing += writing.seconds();
 }
@@ -206,11 +253,19 @@ cv::Mat MontageRun::overlayOf(const cv::Mat& montage) const {
       settings_.preset() == montage::Preset::basic ? MarkKind::TopLeftCorner : MarkKind::Centre);
 }
 
-void MontageRun::writePicture(const fs::path& path, const cv::Mat& picture) {
+void MontageRun::writePicture(const fs::path& path, const cv::Mat& picture, bool inTiles) {
   StopSignals::check();
   progress_.say("writing " + path.string());
   outputs_.write(path, [&](const fs::path& target, const fs::path& file) {
-    writeImage(picture, target, file, settings_.quality.value_or(kJpegQuality));
+    if (!inTiles) {
+      writeImage(picture, target, file, settings_.quality.value_or(kJpegQuality));
+      return;
+    }
+    writeTiles(target, file, settings_.tiffOptions(), [&](montage::MontageSink& sink) {
+      sink.begin(picture.size(), picture.type());
+      sink.write({cv::Point(), picture.size()}, picture);
+      sink.finish();
+    });
   });
 }
 

@@ -29,6 +29,10 @@ Json settingsJson(const MontageSettings& settings) {
           {"straighten", orNull(settings.straighten)},
           {"maxSizeMp", settings.maxSizeMp},
           {"quality", settings.quality ? Json(*settings.quality) : Json()},
+          {"tiles", settings.wantsTiles()},
+          {"compression", orNull(settings.compression)},
+          {"pyramid", settings.pyramid},
+          {"bigTiff", settings.bigTiff},
           {"tryGpu", settings.tryGpu},
           {"grey", settings.grey},
           {"overlay", orNull(settings.overlay)}};

@@ -5,6 +5,7 @@
 #define ORV2D_MONTAGE_SETTINGS_H
 
 #include <montage/Options.h>
+#include <montage/TiffSink.h>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,6 +28,10 @@ struct MontageSettings {
   std::string straighten;  ///< "auto", "horizontal", "vertical", "none"; empty: pipeline's
   double maxSizeMp = 2000.0;
   std::optional<int> quality;  ///< of JPEG, 1 to 100
+  bool tiles = false;          ///< write a tiled TIFF; so do the next three
+  std::string compression;     ///< "deflate", "jpeg", "none"; empty: the default
+  bool pyramid = false;
+  bool bigTiff = false;
   bool tryGpu = false;
   bool grey = false;
   bool keepMatches = false;
@@ -41,6 +46,12 @@ struct MontageSettings {
   [[nodiscard]] montage::Preset preset() const;
   [[nodiscard]] montage::RegisterOptions registerOptions() const;
   [[nodiscard]] montage::PlanOptions planOptions() const;
+  [[nodiscard]] montage::TiffOptions tiffOptions() const;
+
+  /// Whether a tiled TIFF is asked for.
+  [[nodiscard]] bool wantsTiles() const {
+    return tiles || !compression.empty() || pyramid || bigTiff;
+  }
 
   /// Images of one slab.
   [[nodiscard]] int constituentCount() const { return static_cast<int>(images.size()) / slabs; }
