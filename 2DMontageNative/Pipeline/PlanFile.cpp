@@ -37,6 +37,8 @@ cv::Rect rectFrom(const Json& json) {
 
 Json toJson(const PlannedImage& image, ValueWriter& writer) {
   Json json = {{"index", image.index},
+               {"name", image.name},
+               {"hash", image.hash},
                {"width", image.sourceSize.width},
                {"height", image.sourceSize.height},
                {"camera", toJson(image.camera)},
@@ -50,6 +52,8 @@ Json toJson(const PlannedImage& image, ValueWriter& writer) {
 PlannedImage imageFrom(const Json& json, bool withSeams, ValueReader& reader) {
   PlannedImage image;
   json.at("index").get_to(image.index);
+  json.at("name").get_to(image.name);
+  json.at("hash").get_to(image.hash);
   json.at("width").get_to(image.sourceSize.width);
   json.at("height").get_to(image.sourceSize.height);
   image.camera = cameraFrom(json.at("camera"));

@@ -77,7 +77,7 @@ void warnOfDroppedImages(const ::montage::Registration& registration, const char
   options.seamMegapixels = request.seamMegapixels;
   options.composeMegapixels = request.composeMegapixels;
   options.maxMegapixels = std::numeric_limits<double>::infinity();
-  return ::montage::planSource(registration, slabOf(request, 0), options, {});
+  return ::montage::planSource(registration, slabOf(request, 0), options, false, {});
 }
 
 /// Top-left corners of the warped images at composition scale; without slabs nothing brings them

@@ -141,6 +141,21 @@ void requireFormatHolds(cv::Size size, int channels, const fs::path& target) {
   }
 }
 
+void requireDiskSpace(const std::filesystem::path& target, std::uint64_t bytes) {
+  std::error_code error;
+  const std::filesystem::path folder = target.parent_path().empty() ? "." : target.parent_path();
+  const std::filesystem::space_info space = std::filesystem::space(folder, error);
+  if (!error && space.available < bytes) {
+    const auto megabytes = [](std::uint64_t count) {
+      constexpr std::uint64_t kMegabyte = 1000000;
+      return std::to_string(count / kMegabyte) + " MB";
+    };
+    throw HostError(ExitCode::NoRoom,
+                    inQuotes(target) + " may take up to " + megabytes(bytes) +
+                        ", but its disk has " + megabytes(space.available) + " free");
+  }
+}
+
 void writeImage(const cv::Mat& image, const fs::path& target, const fs::path& file, int quality) {
   requireFormatHolds(image.size(), image.channels(), target);
   // Encoded in memory: OpenCV's own writing to a file does not notice a full disk.

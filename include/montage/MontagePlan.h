@@ -36,10 +36,12 @@ enum class PlanStatus {
 /// One image of a montage. The montage plane is at unit distance of the cameras; its pixels are
 /// counted from the point that the common frame looks at, to the right and down.
 struct PlannedImage {
-  int index = 0;        ///< in the source
-  cv::Size sourceSize;  ///< full resolution
-  Camera camera;        ///< composition resolution, single precision
-  cv::Rect footprint;   ///< box around the warped image on the plane, composition resolution
+  int index = 0;           ///< in the source
+  std::string name;        ///< that the source gives it
+  std::uint64_t hash = 0;  ///< of size, channels and pixels; 0: unknown
+  cv::Size sourceSize;     ///< full resolution
+  Camera camera;           ///< composition resolution, single precision
+  cv::Rect footprint;      ///< box around the warped image on the plane, composition resolution
   /// The same at seam resolution, where gains and seams were found.
   cv::Rect seamFootprint;
   cv::Mat seamMask;  ///< `CV_8UC1`, at seam resolution, 0 or 255; empty without seams

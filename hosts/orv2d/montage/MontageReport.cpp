@@ -13,6 +13,10 @@ Json orNull(const std::string& text) {
   return text.empty() ? Json() : Json(text);
 }
 
+Json windowJson(const std::optional<cv::Rect>& window) {
+  return window ? Json{window->x, window->y, window->width, window->height} : Json();
+}
+
 Json settingsJson(const MontageSettings& settings) {
   return {{"output", settings.output},
           {"slabs", settings.slabs},
@@ -33,6 +37,8 @@ Json settingsJson(const MontageSettings& settings) {
           {"compression", orNull(settings.compression)},
           {"pyramid", settings.pyramid},
           {"bigTiff", settings.bigTiff},
+          {"maxMemory", settings.maxMemory ? Json(*settings.maxMemory) : Json()},
+          {"window", windowJson(settings.window)},
           {"tryGpu", settings.tryGpu},
           {"grey", settings.grey},
           {"overlay", orNull(settings.overlay)}};

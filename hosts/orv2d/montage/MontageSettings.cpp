@@ -84,6 +84,10 @@ montage::TiffOptions MontageSettings::tiffOptions() const {
   return options;
 }
 
+bool MontageSettings::lossy() const {
+  return isJpegName(output) || compression == "jpeg";
+}
+
 std::vector<std::string> MontageSettings::imagesOfSlab(int slab) const {
   const auto first = images.begin() + std::ptrdiff_t{slab} * constituentCount();
   return {first, first + constituentCount()};
@@ -135,6 +139,9 @@ void requirePossibleOutputs(const MontageSettings& settings) {
                         "expected");
   }
   requirePossibleTiles(settings);
+  if (settings.window && !settings.overlay.empty()) {
+    throw HostError(ExitCode::Usage, "--overlay shows the whole montage, not a --window of it");
+  }
   const bool hasQuality =
       isJpegName(settings.output) || isJpegName(settings.overlay) || settings.compression == "jpeg";
   if (settings.quality && !hasQuality) {
