@@ -46,9 +46,9 @@ void reducePlain(const unsigned char* upper,
                  const unsigned char* lower,
                  unsigned char* out,
                  int width,
-                 int channels) {
+                 std::ptrdiff_t channels) {
   for (int x = 0; x < width; ++x) {
-    for (int c = 0; c < channels; ++c) {
+    for (std::ptrdiff_t c = 0; c < channels; ++c) {
       out[c] = meanOf(upper[c], upper[c + channels], lower[c], lower[c + channels]);
     }
     upper += 2 * channels;
@@ -62,7 +62,7 @@ void reduceWithAlpha(const unsigned char* upper,
                      const unsigned char* lower,
                      unsigned char* out,
                      int width) {
-  constexpr int kChannels = kAlpha + 1;
+  constexpr std::ptrdiff_t kChannels = kAlpha + 1;
   for (int x = 0; x < width; ++x) {
     const unsigned char* const four[] = {upper, upper + kChannels, lower, lower + kChannels};
     int cover = 0;
@@ -165,17 +165,17 @@ void TilePyramid::fill(const std::vector<cv::Point>& tiles,
     const cv::Rect part = grid.areaOf(tile.at) & area;
     pixels(part - area.tl()).copyTo(tile.pixels(part - tile.at * kTileSide));
   });
-  finish(0, full);
+  for (std::size_t level = 0; !full.empty(); ++level) {
+    full = finish(level, full);
+  }
 }
 
-void TilePyramid::finish(std::size_t level, const std::vector<Tile*>& full) {
-  if (full.empty()) {
-    return;
-  }
+std::vector<TilePyramid::Tile*> TilePyramid::finish(std::size_t level,
+                                                    const std::vector<Tile*>& full) {
   const bool isLast = level + 1 == levels_.size();
-  std::vector<Tile*> parents;
-  for (const Tile* tile : full) {
-    parents.push_back(isLast ? nullptr : &open(level + 1, tile->at / 2));
+  std::vector<Tile*> parents(full.size(), nullptr);
+  for (std::size_t i = 0; !isLast && i < full.size(); ++i) {
+    parents[i] = &open(level + 1, full[i]->at / 2);
   }
   std::vector<Bytes> bytes(full.size());
   parallelFor(0, static_cast<int>(full.size()), [&](int index) {
@@ -200,7 +200,7 @@ void TilePyramid::finish(std::size_t level, const std::vector<Tile*>& full) {
       fullParents.push_back(parents[i]);
     }
   }
-  finish(level + 1, fullParents);
+  return fullParents;
 }
 
 }  // namespace montage

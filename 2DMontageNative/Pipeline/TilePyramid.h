@@ -45,7 +45,8 @@ class TilePyramid {
 
   Tile& open(std::size_t level, cv::Point at);
   void fill(const std::vector<cv::Point>& tiles, const cv::Rect& area, const cv::Mat& pixels);
-  void finish(std::size_t level, const std::vector<Tile*>& full);
+  /// Encodes, stores and reduces full tiles; returns those of the next level that are full by it.
+  std::vector<Tile*> finish(std::size_t level, const std::vector<Tile*>& full);
 
   int type_;
   Encode encode_;

@@ -8,6 +8,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <fstream>
 #include <iterator>
 #include <montage/TiffSink.h>
@@ -83,7 +84,7 @@ class TiffReader {
   TiffReader(const TiffReader&) = delete;
   TiffReader& operator=(const TiffReader&) = delete;
 
-  [[nodiscard]] int directories() const { return TIFFNumberOfDirectories(tiff_); }
+  [[nodiscard]] unsigned directories() const { return TIFFNumberOfDirectories(tiff_); }
 
   template <class Value>
   [[nodiscard]] Value field(std::uint32_t tag) const {
@@ -151,7 +152,7 @@ cv::Mat halfOf(const cv::Mat& full) {
           weights += weight;
         }
         const double mean = weights > 0.0 ? sum / weights : 0.0;
-        half.ptr(y, x)[c] = static_cast<unsigned char>(mean + 0.5);
+        half.ptr(y, x)[c] = static_cast<unsigned char>(std::floor(mean + 0.5));
       }
     }
   }
@@ -195,7 +196,7 @@ TEST_F(TiffSinkTest, KeepsEveryPixelAndReducesThemInAnyOrder) {
       EXPECT_THAT(readImageFile(file_), EqualsImage(full));
     }
     TiffReader reader(file_);
-    ASSERT_EQ(reader.directories(), each.levels);
+    ASSERT_EQ(reader.directories(), static_cast<unsigned>(each.levels));
     cv::Mat expected = full;
     for (int level = 0; level < each.levels; ++level) {
       SCOPED_TRACE(level);
