@@ -115,7 +115,8 @@ void numberGroups(double confidence, Registration& registration) {
 }
 
 /// What the quality figures are computed from: both directions of every pair used, by the first
-/// image, which is the order in which the lists are summed up.
+/// image, which is the order in which the lists are summed up. Only the plain method looks at
+/// keypoints and matches.
 struct FigureRecords {
   std::vector<cv::detail::ImageFeatures> keypoints;
   std::vector<cv::detail::CameraParams> cameras;
@@ -124,15 +125,18 @@ struct FigureRecords {
 
 FigureRecords recordsOf(const std::vector<Features>& features,
                         const std::vector<PairMatches>& pairs,
-                        const Registration& registration) {
+                        const Registration& registration,
+                        bool plain) {
   FigureRecords records;
   for (std::size_t i = 0; i < features.size(); ++i) {
-    records.keypoints.push_back(keypointRecord(features[i], static_cast<int>(i)));
+    if (plain) {
+      records.keypoints.push_back(keypointRecord(features[i], static_cast<int>(i)));
+    }
     records.cameras.push_back(cameraRecord(registration.images[i].camera));
   }
   for (std::size_t p = 0; p < pairs.size(); ++p) {
     if (registration.pairs[p].verdict == PairVerdict::used) {
-      records.pairs.push_back(matchRecord(pairs[p]));
+      records.pairs.push_back(plain ? matchRecord(pairs[p]) : confidenceRecord(pairs[p]));
       records.pairs.push_back(reverseOf(records.pairs.back()));
     }
   }
@@ -158,8 +162,8 @@ void measure(const std::vector<Features>& features,
              const std::vector<PairMatches>& pairs,
              const AdjustOptions& options,
              Registration& registration) {
-  const FigureRecords records = recordsOf(features, pairs, registration);
   const bool plain = options.method == AdjustMethod::plain;
+  const FigureRecords records = recordsOf(features, pairs, registration, plain);
   std::vector<PairErrors> perImage(features.size());
   PairErrors all;
   const auto add = [](const PairErrors& errors, PairErrors& sum) {
