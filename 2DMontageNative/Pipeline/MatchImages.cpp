@@ -87,18 +87,19 @@ std::vector<PairMatches> matchImages(std::vector<Features>& features,
   std::vector<ImagePair> pairs;
   if (needsVotes(options.pairing, imageCount)) {
     Watcher watcher(progress, Stage::select, imageCount);
-    voting.emplace(features);
+    voting.emplace(features, watcher);
     pairs = voting->bestPairs(watcher);
   } else {
     pairs = namedPairs(features, order, options.pairing);
   }
 
+  Watcher watcher(progress, Stage::match, static_cast<int>(pairs.size()));
   PairMatching matching(imageCount, options.matching);
   parallelFor(0, imageCount, [&](int i) {
     matching.add(i, features[at(i)]);
     features[at(i)].descriptors.release();
+    watcher.poll();
   });
-  Watcher watcher(progress, Stage::match, static_cast<int>(pairs.size()));
   std::vector<PairMatches> matched = matchPairs(matching, pairs, watcher);
   if (voting) {
     const auto groups = groupsOf(imageCount, matched, options.adjustment.confidence);

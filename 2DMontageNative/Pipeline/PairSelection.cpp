@@ -147,7 +147,7 @@ std::vector<ImagePair> selectPairs(const std::vector<Features>& features,
   requireFitting(options, imageCount);
   if (needsVotes(options, imageCount)) {
     Watcher watcher(progress, Stage::select, imageCount);
-    return PairVoting(features).bestPairs(watcher);
+    return PairVoting(features, watcher).bestPairs(watcher);
   }
   std::vector<ImagePair> pairs = pairsOf(options, imageCount);
   const auto isBlank = [&](int image) {

@@ -124,7 +124,7 @@ void addPartners(int image,
 
 }  // namespace
 
-PairVoting::PairVoting(const std::vector<Features>& features)
+PairVoting::PairVoting(const std::vector<Features>& features, Watcher& watcher)
     : few_(features.size()),
       many_(features.size()),
       votes_(features.size(), Votes(features.size(), 0)),
@@ -139,6 +139,7 @@ PairVoting::PairVoting(const std::vector<Features>& features)
     many_[at(i)] = packed(features[at(i)], strongest);
     strongest.resize(std::min(strongest.size(), at(kFewFeatures)));
     few_[at(i)] = packed(features[at(i)], strongest);
+    watcher.poll();
   });
 }
 

@@ -20,7 +20,8 @@ class PairVoting {
  public:
   /// @param[in] features  one per image, of one kind (else `std::invalid_argument`); borrowed for
   ///   the constructor.
-  explicit PairVoting(const std::vector<Features>& features);
+  /// @param[in,out] watcher  asked only.
+  PairVoting(const std::vector<Features>& features, Watcher& watcher);
 
   /// Every image with its best partners, ascending. Images that find hardly any search again with
   /// more features.

@@ -37,6 +37,10 @@ constexpr double kWorstShare = 0.5;
 constexpr double kDoubtfulPx = 1.0;
 constexpr double kDoubtfulFocal = 5.0;  ///< times the diagonal
 
+// When a try with the longest focal length is given up.
+constexpr int kIterationsOfRotations = 30;
+constexpr double kFarWorse = 10.0;
+
 // Points placed by their surroundings are used alone if there are at least so many.
 constexpr std::size_t kFewestPlaced = 12;
 constexpr double kLeastPlacedShare = 0.3;
@@ -340,17 +344,34 @@ class RobustAdjuster {
   [[nodiscard]] std::optional<Solution> solve(const Group& group) const {
     const int reference = centreOf(group.size(), group.edges);
     std::optional<Solution> solution;
-    if (const auto start = lastCameras(group)) {
-      solution = refine(group, *start, reference, false);
+    if (auto start = lastCameras(group)) {
+      solution = refine(group, std::move(*start), settingsOf(group, reference));
     }
     if (!solution || isDoubtful(group, *solution)) {
-      keepBetter(refine(group, chain(group, startFocal(group), reference), reference, false),
-                 solution);
+      keepBetter(
+          refine(group, chain(group, startFocal(group), reference), settingsOf(group, reference)),
+          solution);
     }
     if (!solution || isDoubtful(group, *solution)) {
-      keepBetter(refine(group, chain(group, kLongestFocal, reference), reference, true), solution);
+      keepBetter(solveFlat(group, reference, solution), solution);
     }
     return solution;
+  }
+
+  /// From the longest focal length, rotations first; given up if those alone leave cameras that are
+  /// far worse than `other`.
+  [[nodiscard]] std::optional<Solution> solveFlat(const Group& group,
+                                                  int reference,
+                                                  const std::optional<Solution>& other) const {
+    RayBundleSettings settings = settingsOf(group, reference);
+    settings.fixedFocals = true;
+    settings.mostIterations = kIterationsOfRotations;
+    const std::optional<Solution> rotated =
+        refine(group, chain(group, kLongestFocal, reference), settings);
+    if (!rotated || (other && rotated->cost > kFarWorse * other->cost)) {
+      return {};
+    }
+    return refine(group, rotated->cameras, settingsOf(group, reference));
   }
 
   static void keepBetter(std::optional<Solution> other, std::optional<Solution>& solution) {
@@ -379,25 +400,11 @@ class RobustAdjuster {
     }
   }
 
-  [[nodiscard]] std::optional<Solution> refine(const Group& group,
-                                               std::vector<TurningCamera> start,
-                                               int reference,
-                                               bool rotationsFirst) const {
-    Solution solution{std::move(start), 0.0};
-    RayBundleSettings settings = settingsOf(group, reference);
-    if (rotationsFirst) {
-      settings.fixedFocals = true;
-      if (!adjustRays(solution.cameras, group.points, settings).usable) {
-        return {};
-      }
-      settings.fixedFocals = false;
-    }
-    const RayBundleResult result = adjustRays(solution.cameras, group.points, settings);
-    if (!result.usable) {
-      return {};
-    }
-    solution.cost = result.cost;
-    return solution;
+  static std::optional<Solution> refine(const Group& group,
+                                        std::vector<TurningCamera> start,
+                                        const RayBundleSettings& settings) {
+    const RayBundleResult result = adjustRays(start, group.points, settings);
+    return result.usable ? std::optional<Solution>({std::move(start), result.cost}) : std::nullopt;
   }
 
   /// Whether another start may give better cameras.

@@ -149,7 +149,7 @@ class RayProblem : private ceres::EvaluationCallback {
     ceres::Solver::Options options;
     options.linear_solver_type = ceres::SPARSE_NORMAL_CHOLESKY;
     options.sparse_linear_algebra_library_type = ceres::EIGEN_SPARSE;  // bytes without a BLAS
-    options.max_num_iterations = 100;
+    options.max_num_iterations = settings_.mostIterations;
     options.function_tolerance = 1e-8;
     options.num_threads = 1;
     options.logging_type = ceres::SILENT;

@@ -39,6 +39,7 @@ struct RayBundleSettings {
   bool sharedFocal = false;  ///< one focal length for all
   bool fixedFocals = false;  ///< only rotations are refined
   double shortestFocal = 1.0;
+  int mostIterations = 100;
   /// Called several times per iteration, from any thread; its exception ends the adjustment.
   std::function<void()> poll;
 };
