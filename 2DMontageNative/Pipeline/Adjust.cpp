@@ -23,6 +23,9 @@ namespace stages = ORV::Common::Algorithms::Montage::Registration;
 /// Rounds of the robust method; only for progress.
 constexpr int kUsualRounds = 4;
 
+/// Pairs between two looks at whether to go on.
+constexpr std::size_t kPollEvery = 64;
+
 std::size_t at(int index) {
   return static_cast<std::size_t>(index);
 }
@@ -161,6 +164,7 @@ double rmsOf(const PairErrors& errors) {
 void measure(const std::vector<Features>& features,
              const std::vector<PairMatches>& pairs,
              const AdjustOptions& options,
+             Watcher& watcher,
              Registration& registration) {
   const bool plain = options.method == AdjustMethod::plain;
   const FigureRecords records = recordsOf(features, pairs, registration, plain);
@@ -171,6 +175,9 @@ void measure(const std::vector<Features>& features,
     sum.count += errors.count;
   };
   for (std::size_t p = 0; p < pairs.size(); ++p) {
+    if (p % kPollEvery == 0) {
+      watcher.poll();
+    }
     RegisteredPair& row = registration.pairs[p];
     const RegisteredImage& first = registration.images[at(row.first)];
     const RegisteredImage& second = registration.images[at(row.second)];
@@ -237,7 +244,7 @@ Registration adjustFeatures(const std::vector<Features>& features,
     registration.images[at(image)].verdict = Verdict::used;
   }
   if (registration.status == RegistrationStatus::ok) {
-    measure(features, pairs, options, registration);
+    measure(features, pairs, options, watcher, registration);
   }
   giveVerdicts(adjustment.alike, registration);
   return registration;

@@ -17,9 +17,9 @@ namespace {
 namespace stages = ORV::Common::Algorithms::Montage::Registration;
 using ORV::Common::Platform::parallelFor;
 
-// Of 256 features spread over an image, a tenth of its area holds some 25; among unrelated images
-// four or more agree in one pair of a thousand.
-constexpr int kFewFeatures = 256;
+// Of 192 features spread over an image, a tenth of its area holds some 20, half of which are found
+// again; among unrelated images four or more agree in one pair of a thousand.
+constexpr int kFewFeatures = 192;
 constexpr int kManyFeatures = 512;
 constexpr float kDistinct = 0.7F;  ///< nearest / second nearest distance
 

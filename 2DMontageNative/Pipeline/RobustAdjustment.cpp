@@ -255,6 +255,9 @@ class RobustAdjuster {
     const std::size_t mostPoints =
         group.size() > kManyImages ? kPointsOfLargeSets : std::numeric_limits<std::size_t>::max();
     for (std::size_t e = 0; e < edges.size(); ++e) {
+      if (e % kPollEvery == 0) {
+        watcher_.poll();
+      }
       const int first = numberInGroup[at(edges[e].first)];
       const int second = numberInGroup[at(edges[e].second)];
       if (first >= 0) {

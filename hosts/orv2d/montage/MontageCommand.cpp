@@ -11,6 +11,7 @@
 #include "montage/MontageTable.h"
 #include "montage/Notes.h"
 #include "montage/Overlay.h"
+#include "montage/PairsArgument.h"
 #include "montage/RegistrationFiles.h"
 #include "montage/SlabNames.h"
 #include "report/Measure.h"
@@ -83,6 +84,9 @@ void MontageRun::planOutputs() {
   std::vector<fs::path> inputs(settings_.images.begin(), settings_.images.end());
   if (!settings_.registration.empty()) {
     inputs.emplace_back(settings_.registration);
+  }
+  if (namesPairsFile(settings_.pairs)) {
+    inputs.emplace_back(settings_.pairs);
   }
   montageFiles_ = slabNames(settings_.output, settings_.slabs);
   for (const fs::path& file : montageFiles_) {
@@ -296,6 +300,7 @@ ExitCode montageCommand(const MontageSettings& settings) {
     loaded = readRegistration(settings.registration);
     requireAsManyAsRegistered(settings, *loaded);
   }
+  requirePossiblePairs(settings);
   return MontageRun("montage", settings, std::move(loaded), {}).run();
 }
 

@@ -4,6 +4,7 @@
 #include "Console.h"
 #include "ExitCode.h"
 #include "ImageIo.h"
+#include "montage/PairsArgument.h"
 
 #include <array>
 #include <utility>
@@ -53,6 +54,9 @@ montage::RegisterOptions MontageSettings::registerOptions() const {
   montage::RegisterOptions options = montage::registerOptions(preset());
   options.features.megapixels = registrationMp;
   options.keepMatches = keepMatches;
+  if (!pairs.empty()) {
+    options.pairing = parsePairs(pairs, constituentCount());
+  }
   return options;
 }
 
@@ -88,6 +92,10 @@ void requireWholeSlabs(const MontageSettings& settings) {
                     counted(count, "image") + " in " + counted(slabs, "slab") +
                         ": a montage needs at least two images per slab");
   }
+}
+
+void requirePossiblePairs(const MontageSettings& settings) {
+  static_cast<void>(settings.registerOptions());
 }
 
 void requirePossibleOutputs(const MontageSettings& settings) {
