@@ -23,6 +23,9 @@ namespace stages = ORV::Common::Algorithms::Montage::Registration;
 /// Rounds of the robust method; only for progress.
 constexpr int kUsualRounds = 4;
 
+/// Pairs between two looks at whether to go on.
+constexpr std::size_t kPollEvery = 64;
+
 std::size_t at(int index) {
   return static_cast<std::size_t>(index);
 }
@@ -115,7 +118,8 @@ void numberGroups(double confidence, Registration& registration) {
 }
 
 /// What the quality figures are computed from: both directions of every pair used, by the first
-/// image, which is the order in which the lists are summed up.
+/// image, which is the order in which the lists are summed up. Only the plain method looks at
+/// keypoints and matches.
 struct FigureRecords {
   std::vector<cv::detail::ImageFeatures> keypoints;
   std::vector<cv::detail::CameraParams> cameras;
@@ -124,15 +128,18 @@ struct FigureRecords {
 
 FigureRecords recordsOf(const std::vector<Features>& features,
                         const std::vector<PairMatches>& pairs,
-                        const Registration& registration) {
+                        const Registration& registration,
+                        bool plain) {
   FigureRecords records;
   for (std::size_t i = 0; i < features.size(); ++i) {
-    records.keypoints.push_back(keypointRecord(features[i], static_cast<int>(i)));
+    if (plain) {
+      records.keypoints.push_back(keypointRecord(features[i], static_cast<int>(i)));
+    }
     records.cameras.push_back(cameraRecord(registration.images[i].camera));
   }
   for (std::size_t p = 0; p < pairs.size(); ++p) {
     if (registration.pairs[p].verdict == PairVerdict::used) {
-      records.pairs.push_back(matchRecord(pairs[p]));
+      records.pairs.push_back(plain ? matchRecord(pairs[p]) : confidenceRecord(pairs[p]));
       records.pairs.push_back(reverseOf(records.pairs.back()));
     }
   }
@@ -157,9 +164,10 @@ double rmsOf(const PairErrors& errors) {
 void measure(const std::vector<Features>& features,
              const std::vector<PairMatches>& pairs,
              const AdjustOptions& options,
+             Watcher& watcher,
              Registration& registration) {
-  const FigureRecords records = recordsOf(features, pairs, registration);
   const bool plain = options.method == AdjustMethod::plain;
+  const FigureRecords records = recordsOf(features, pairs, registration, plain);
   std::vector<PairErrors> perImage(features.size());
   PairErrors all;
   const auto add = [](const PairErrors& errors, PairErrors& sum) {
@@ -167,6 +175,9 @@ void measure(const std::vector<Features>& features,
     sum.count += errors.count;
   };
   for (std::size_t p = 0; p < pairs.size(); ++p) {
+    if (p % kPollEvery == 0) {
+      watcher.poll();
+    }
     RegisteredPair& row = registration.pairs[p];
     const RegisteredImage& first = registration.images[at(row.first)];
     const RegisteredImage& second = registration.images[at(row.second)];
@@ -233,7 +244,7 @@ Registration adjustFeatures(const std::vector<Features>& features,
     registration.images[at(image)].verdict = Verdict::used;
   }
   if (registration.status == RegistrationStatus::ok) {
-    measure(features, pairs, options, registration);
+    measure(features, pairs, options, watcher, registration);
   }
   giveVerdicts(adjustment.alike, registration);
   return registration;

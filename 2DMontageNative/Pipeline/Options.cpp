@@ -28,6 +28,9 @@ void requireRange(const std::string& field, double value, double low, double hig
 constexpr double kFewestMegapixels = 1e-4;
 constexpr double kMostMegapixels = 1000.0;
 
+/// More images than any set has.
+constexpr int kMostImages = 100000;
+
 void requireMegapixels(const std::string& field, double value) {
   if (value != -1.0 && !(value >= kFewestMegapixels && value <= kMostMegapixels)) {
     refuse(field, value, "a resolution from 0.0001 to 1000 megapixels, or -1 for full resolution,");
@@ -43,6 +46,12 @@ void check(const FeatureOptions& options) {
   requireRange("features.surfLayers", options.surfLayers, 1, 8);
 }
 
+void check(const PairingOptions& options) {
+  requireRange("pairing.followers", options.followers, 1, kMostImages);
+  requireRange("pairing.rows", options.rows, 0, kMostImages);
+  requireRange("pairing.columns", options.columns, 0, kMostImages);
+}
+
 void check(const MatchOptions& options) {
   requireRange("matching.strictness", options.strictness, 0.0, 0.99);
 }
@@ -53,6 +62,7 @@ void check(const AdjustOptions& options) {
 
 void check(const RegisterOptions& options) {
   check(options.features);
+  check(options.pairing);
   check(options.matching);
   check(options.adjustment);
 }
@@ -69,6 +79,7 @@ RegisterOptions registerOptions(Preset preset) {
   RegisterOptions options;
   if (preset != Preset::picture) {
     options.features.keepImage = false;
+    options.pairing.kind = Pairing::all;
     options.matching.refine = false;
     options.adjustment.method = AdjustMethod::plain;
     options.reverseOrder = preset == Preset::diagnostic;

@@ -14,6 +14,11 @@ using Names = std::array<std::pair<Value, const char*>, Count>;
 
 constexpr Names<FeatureKind, 2> kFeatureKinds{
     {{FeatureKind::corners, "corners"}, {FeatureKind::surf, "surf"}}};
+constexpr Names<Pairing, 5> kPairings{{{Pairing::all, "all"},
+                                       {Pairing::automatic, "automatic"},
+                                       {Pairing::sequential, "sequential"},
+                                       {Pairing::grid, "grid"},
+                                       {Pairing::list, "list"}}};
 constexpr Names<AdjustMethod, 2> kAdjustMethods{
     {{AdjustMethod::robust, "robust"}, {AdjustMethod::plain, "plain"}}};
 constexpr Names<Seams, 2> kSeams{{{Seams::graphCut, "graphCut"}, {Seams::none, "none"}}};
@@ -59,6 +64,14 @@ Json toJson(const RegisterOptions& options) {
             {"surfOctaves", options.features.surfOctaves},
             {"surfLayers", options.features.surfLayers},
             {"keepImage", options.features.keepImage}}},
+          {"pairing",
+           {{"kind", nameIn(kPairings, options.pairing.kind)},
+            {"followers", options.pairing.followers},
+            {"closeLoop", options.pairing.closeLoop},
+            {"rows", options.pairing.rows},
+            {"columns", options.pairing.columns},
+            {"snake", options.pairing.snake},
+            {"pairs", options.pairing.pairs}}},
           {"matching",
            {{"strictness", options.matching.strictness}, {"refine", options.matching.refine}}},
           {"adjustment",
@@ -69,6 +82,22 @@ Json toJson(const RegisterOptions& options) {
           {"keepMatches", options.keepMatches}};
 }
 
+namespace {
+
+PairingOptions pairingOptionsFrom(const Json& json) {
+  PairingOptions options;
+  options.kind = valueOf(kPairings, json.at("kind"));
+  json.at("followers").get_to(options.followers);
+  json.at("closeLoop").get_to(options.closeLoop);
+  json.at("rows").get_to(options.rows);
+  json.at("columns").get_to(options.columns);
+  json.at("snake").get_to(options.snake);
+  json.at("pairs").get_to(options.pairs);
+  return options;
+}
+
+}  // namespace
+
 RegisterOptions registerOptionsFrom(const Json& json) {
   RegisterOptions options;
   const Json& features = json.at("features");
@@ -78,6 +107,11 @@ RegisterOptions registerOptionsFrom(const Json& json) {
   features.at("surfOctaves").get_to(options.features.surfOctaves);
   features.at("surfLayers").get_to(options.features.surfLayers);
   features.at("keepImage").get_to(options.features.keepImage);
+  if (json.contains("pairing")) {
+    options.pairing = pairingOptionsFrom(json.at("pairing"));
+  } else {
+    options.pairing.kind = Pairing::all;  // a file of a time without a choice
+  }
   const Json& matching = json.at("matching");
   matching.at("strictness").get_to(options.matching.strictness);
   matching.at("refine").get_to(options.matching.refine);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Pipeline/PairMatching.h"
 
+#include "Pipeline/FeaturePanels.h"
 #include "Pipeline/Records.h"
 #include "Platform/OpenCvScope.h"
 #include "Registration/PairScore.h"
@@ -16,16 +17,6 @@ namespace montage {
 namespace {
 
 namespace stages = ORV::Common::Algorithms::Montage::Registration;
-
-std::vector<cv::detail::ImageFeatures> recordsOf(const std::vector<const Features*>& features) {
-  const ORV::Common::Platform::CpuOnly cpuOnly;
-  std::vector<cv::detail::ImageFeatures> records;
-  records.reserve(features.size());
-  for (std::size_t i = 0; i < features.size(); ++i) {
-    records.push_back(featureRecord(*features[i], static_cast<int>(i)));
-  }
-  return records;
-}
 
 /// How a small step from `point` goes on in the second image: the derivatives of the homography.
 cv::Matx22d shapeAt(const cv::Matx33d& homography, const cv::Point2d& point) {
@@ -71,21 +62,22 @@ std::vector<std::size_t> spreadInliers(const PairMatches& pair,
 
 }  // namespace
 
-PairMatching::PairMatching(const std::vector<const Features*>& features,
-                           const MatchOptions& options)
-    : records_(recordsOf(features)),
+PairMatching::PairMatching(int imageCount, const MatchOptions& options)
+    : records_(static_cast<std::size_t>(imageCount)),
+      images_(records_.size()),
       refine_(options.refine),
       matcher_(static_cast<float>(options.strictness),
                stages::kMatchesForHomography,
-               stages::kMatchesForHomography) {
+               stages::kMatchesForHomography) {}
+
+void PairMatching::add(int image, const Features& features) {
   const ORV::Common::Platform::CpuOnly cpuOnly;
-  matcher_.prepare(records_);
-  for (const Features* const each : features) {
-    images_.push_back(each->image);
-  }
-  for (cv::detail::ImageFeatures& record : records_) {
-    record.descriptors.release();  // four times what the search holds
-  }
+  cv::detail::ImageFeatures& record = records_[static_cast<std::size_t>(image)];
+  record = keypointRecord(features, image);
+  images_[static_cast<std::size_t>(image)] = features.image;
+  stages::DescriptorPanels panels = panelsOf(features.kind, features.descriptors);
+  const std::lock_guard<std::mutex> lock(adding_);
+  matcher_.prepare(record, std::move(panels));
 }
 
 PairMatches PairMatching::match(int first, int second) const {
@@ -134,7 +126,10 @@ PairMatches match(const Features& first, const Features& second, const MatchOpti
   if (first.kind != second.kind) {
     throw std::invalid_argument("second: features of the same kind as the first are expected");
   }
-  PairMatches pair = PairMatching({&first, &second}, options).match(0, 1);
+  PairMatching matching(2, options);
+  matching.add(0, first);
+  matching.add(1, second);
+  PairMatches pair = matching.match(0, 1);
   pair.first = -1;
   pair.second = -1;
   return pair;

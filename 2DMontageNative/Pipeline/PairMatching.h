@@ -7,6 +7,7 @@
 #include "Registration/ExactMatcher.h"
 #include "montage/Features.h"
 
+#include <mutex>
 #include <vector>
 
 namespace montage {
@@ -18,13 +19,16 @@ constexpr int kMostPlacedPoints = 300;
 /// once.
 class PairMatching {
  public:
-  /// @param[in] features  of one kind; borrowed for the constructor.
-  PairMatching(const std::vector<const Features*>& features, const MatchOptions& options);
+  PairMatching(int imageCount, const MatchOptions& options);
 
   PairMatching(const PairMatching&) = delete;
   PairMatching& operator=(const PairMatching&) = delete;
 
-  /// The pair of images `first` and `second`, with these numbers.
+  /// Lays out the features of an image, of one kind for all; keeps its grey image. Several threads
+  /// may add images at once.
+  void add(int image, const Features& features);
+
+  /// The pair of images `first` and `second`, with these numbers; both have been added.
   [[nodiscard]] PairMatches match(int first, int second) const;
 
  private:
@@ -33,6 +37,7 @@ class PairMatching {
   std::vector<cv::detail::ImageFeatures> records_;
   std::vector<cv::Mat> images_;
   bool refine_;
+  std::mutex adding_;
   mutable ORV::Common::Algorithms::Montage::Registration::ExactMatcher matcher_;
 };
 

@@ -7,6 +7,8 @@ const char* nameOf(Stage stage) {
   switch (stage) {
     case Stage::describe:
       return "describe";
+    case Stage::select:
+      return "select";
     case Stage::match:
       return "match";
     case Stage::adjust:

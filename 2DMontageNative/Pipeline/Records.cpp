@@ -19,17 +19,22 @@ cv::detail::ImageFeatures featureRecord(const Features& features, int index) {
   return record;
 }
 
-cv::detail::MatchesInfo matchRecord(const PairMatches& pair) {
+cv::detail::MatchesInfo confidenceRecord(const PairMatches& pair) {
   cv::detail::MatchesInfo record;
   record.src_img_idx = pair.first;
   record.dst_img_idx = pair.second;
+  record.confidence = pair.confidence;
+  return record;
+}
+
+cv::detail::MatchesInfo matchRecord(const PairMatches& pair) {
+  cv::detail::MatchesInfo record = confidenceRecord(pair);
   record.matches = pair.matches;
   record.inliers_mask = pair.inliers;
   record.num_inliers = pair.inlierCount;
   if (pair.hasHomography) {
     record.H = cv::Mat(pair.secondFromFirst);
   }
-  record.confidence = pair.confidence;
   return record;
 }
 

@@ -23,6 +23,9 @@ cv::detail::ImageFeatures featureRecord(const Features& features, int index);
 /// The pair as OpenCV's record of (first, second).
 cv::detail::MatchesInfo matchRecord(const PairMatches& pair);
 
+/// Only the numbers of its images and its confidence.
+cv::detail::MatchesInfo confidenceRecord(const PairMatches& pair);
+
 /// The pair seen from its second image: swapped matches, inverse homography.
 cv::detail::MatchesInfo reverseOf(const cv::detail::MatchesInfo& pair);
 

@@ -3,7 +3,8 @@
 
 #include "Pipeline/Adjust.h"
 #include "Pipeline/FindFeatures.h"
-#include "Pipeline/PairMatching.h"
+#include "Pipeline/MatchImages.h"
+#include "Pipeline/PairSelection.h"
 #include "Pipeline/Reasons.h"
 #include "Pipeline/Records.h"
 #include "Pipeline/Watcher.h"
@@ -97,29 +98,6 @@ Described describeAll(const ImageSource& images,
   return described;
 }
 
-std::vector<PairMatches> matchAll(const std::vector<Features>& features,
-                                  const MatchOptions& options,
-                                  const Progress& progress) {
-  std::vector<const Features*> borrowed;
-  std::vector<std::pair<int, int>> candidates;
-  for (std::size_t i = 0; i < features.size(); ++i) {
-    borrowed.push_back(&features[i]);
-    for (std::size_t j = i + 1; j < features.size(); ++j) {
-      if (!features[i].keypoints.empty() && !features[j].keypoints.empty()) {
-        candidates.emplace_back(static_cast<int>(i), static_cast<int>(j));
-      }
-    }
-  }
-  const PairMatching matching(borrowed, options);
-  std::vector<PairMatches> pairs(candidates.size());
-  Watcher watcher(progress, Stage::match, static_cast<int>(candidates.size()));
-  parallelFor(0, static_cast<int>(candidates.size()), [&](int p) {
-    pairs[at(p)] = matching.match(candidates[at(p)].first, candidates[at(p)].second);
-    watcher.step();
-  });
-  return pairs;
-}
-
 /// The pair in other numbers, the lower one first.
 PairMatches renumbered(const PairMatches& pair, const std::vector<int>& order) {
   PairMatches result = pair;
@@ -165,8 +143,8 @@ Registration registerSource(const ImageSource& images,
   if (options.reverseOrder) {
     std::reverse(order.begin(), order.end());
   }
-  const Described described = describeAll(images, order, options.features, withHashes, progress);
-  std::vector<PairMatches> pairs = matchAll(described.features, options.matching, progress);
+  Described described = describeAll(images, order, options.features, withHashes, progress);
+  std::vector<PairMatches> pairs = matchImages(described.features, order, options, progress);
   Registration registration =
       adjustFeatures(described.features, pairs, options.adjustment, progress);
   registration.options = options;
@@ -192,6 +170,7 @@ Registration registerImages(const ImageSource& images,
                             const RegisterOptions& options,
                             const Progress& progress) {
   check(options);
+  requireFitting(options.pairing, images.count());
   return registerSource(images, options, true, progress);
 }
 

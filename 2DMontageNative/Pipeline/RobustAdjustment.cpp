@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Pipeline/Adjustment.h"
 #include "Pipeline/PairMatching.h"
+#include "Platform/ParallelLoop.h"
 #include "Registration/Cameras/PairGraph.h"
 #include "Registration/Cameras/PairRotations.h"
 #include "Registration/Cameras/RayBundle.h"
@@ -8,11 +9,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
+#include <map>
 #include <optional>
+#include <utility>
 
 namespace montage {
 namespace {
 
+using ORV::Common::Platform::parallelFor;
 using namespace ORV::Common::Algorithms::Montage::
     Registration;  // NOLINT(google-build-using-namespace)
 
@@ -32,12 +37,23 @@ constexpr double kWorstShare = 0.5;
 constexpr double kDoubtfulPx = 1.0;
 constexpr double kDoubtfulFocal = 5.0;  ///< times the diagonal
 
+// When a try with the longest focal length is given up.
+constexpr int kIterationsOfRotations = 30;
+constexpr double kFarWorse = 10.0;
+
 // Points placed by their surroundings are used alone if there are at least so many.
 constexpr std::size_t kFewestPlaced = 12;
 constexpr double kLeastPlacedShare = 0.3;
 
+/// So many points of a pair are enough for its cameras where each image has many pairs.
+constexpr int kManyImages = 20;
+constexpr std::size_t kPointsOfLargeSets = 100;
+
 /// A focal length shorter than this share of the longer side is none.
 constexpr double kShortestFocal = 0.2;
+
+/// Pairs between two looks at whether to go on.
+constexpr int kPollEvery = 64;
 
 std::size_t at(int index) {
   return static_cast<std::size_t>(index);
@@ -75,6 +91,19 @@ std::vector<PointPair> inlierPoints(const std::vector<Features>& features,
       static_cast<double>(placed.size()) >=
           kLeastPlacedShare * std::min<double>(static_cast<double>(all.size()), kMostPlacedPoints);
   return enough ? placed : all;
+}
+
+/// As many of the points, evenly from all over the list.
+std::vector<PointPair> thinned(const std::vector<PointPair>& points, std::size_t most) {
+  if (points.size() <= most) {
+    return points;
+  }
+  std::vector<PointPair> kept;
+  kept.reserve(most);
+  for (std::size_t k = 0; k < most; ++k) {
+    kept.push_back(points[k * points.size() / most]);
+  }
+  return kept;
 }
 
 /// Whether the second image shows what the first one shows, in the same place.
@@ -161,6 +190,9 @@ class RobustAdjuster {
       }
       const std::optional<Solution> solution = solve(group);
       watcher_.step();
+      if (solution) {
+        remember(group, *solution);
+      }
       const bool changed =
           solution ? dropFalsePairs(group, solution->cameras) : dropWeakestPair(group);
       if (!changed && solution) {
@@ -220,7 +252,12 @@ class RobustAdjuster {
           group.longestSide, std::max(features.scaledSize.width, features.scaledSize.height));
     }
     group.guessedFocal = sides / group.size();
+    const std::size_t mostPoints =
+        group.size() > kManyImages ? kPointsOfLargeSets : std::numeric_limits<std::size_t>::max();
     for (std::size_t e = 0; e < edges.size(); ++e) {
+      if (e % kPollEvery == 0) {
+        watcher_.poll();
+      }
       const int first = numberInGroup[at(edges[e].first)];
       const int second = numberInGroup[at(edges[e].second)];
       if (first >= 0) {
@@ -228,18 +265,20 @@ class RobustAdjuster {
         group.pairs.push_back(numbers[e]);
         group.edges.push_back({first, second, edges[e].weight});
         group.homographies.push_back(pair.secondFromFirst);
-        group.points.push_back({first, second, inlierPoints(features_, pair)});
+        group.points.push_back({first, second, thinned(inlierPoints(features_, pair), mostPoints)});
       }
     }
     return group;
   }
 
-  static std::vector<cv::Matx33d> rotationsOf(const Group& group, double focal) {
-    std::vector<cv::Matx33d> rotations;
-    rotations.reserve(group.points.size());
-    for (const CameraPair& pair : group.points) {
-      rotations.push_back(secondFromFirst(pair, focal));
-    }
+  [[nodiscard]] std::vector<cv::Matx33d> rotationsOf(const Group& group, double focal) const {
+    std::vector<cv::Matx33d> rotations(group.points.size());
+    parallelFor(0, static_cast<int>(rotations.size()), [&](int e) {
+      if (e % kPollEvery == 0) {
+        watcher_.poll();
+      }
+      rotations[at(e)] = secondFromFirst(group.points[at(e)], focal);
+    });
     return rotations;
   }
 
@@ -273,7 +312,9 @@ class RobustAdjuster {
   }
 
   /// Cameras chained along the best pairs from the middle of the group.
-  static std::vector<TurningCamera> chain(const Group& group, double focal, int reference) {
+  [[nodiscard]] std::vector<TurningCamera> chain(const Group& group,
+                                                 double focal,
+                                                 int reference) const {
     const std::vector<cv::Matx33d> rotations = rotationsOf(group, focal);
     std::vector<PairEdge> tree;
     std::vector<int> numbers = spanningForest(group.size(), group.edges);
@@ -302,38 +343,71 @@ class RobustAdjuster {
     return settings;
   }
 
+  /// From the last cameras, and where they are none or doubtful from other starts.
   [[nodiscard]] std::optional<Solution> solve(const Group& group) const {
     const int reference = centreOf(group.size(), group.edges);
-    const double focal = startFocal(group);
-    std::optional<Solution> solution = solveFrom(group, focal, reference, false);
+    std::optional<Solution> solution;
+    if (auto start = lastCameras(group)) {
+      solution = refine(group, std::move(*start), settingsOf(group, reference));
+    }
     if (!solution || isDoubtful(group, *solution)) {
-      std::optional<Solution> flat = solveFrom(group, kLongestFocal, reference, true);
-      if (flat && (!solution || flat->cost < solution->cost)) {
-        return flat;
-      }
+      keepBetter(
+          refine(group, chain(group, startFocal(group), reference), settingsOf(group, reference)),
+          solution);
+    }
+    if (!solution || isDoubtful(group, *solution)) {
+      keepBetter(solveFlat(group, reference, solution), solution);
     }
     return solution;
   }
 
-  [[nodiscard]] std::optional<Solution> solveFrom(const Group& group,
-                                                  double focal,
+  /// From the longest focal length, rotations first; given up if those alone leave cameras that are
+  /// far worse than `other`.
+  [[nodiscard]] std::optional<Solution> solveFlat(const Group& group,
                                                   int reference,
-                                                  bool rotationsFirst) const {
-    Solution solution{chain(group, focal, reference), 0.0};
+                                                  const std::optional<Solution>& other) const {
     RayBundleSettings settings = settingsOf(group, reference);
-    if (rotationsFirst) {
-      settings.fixedFocals = true;
-      if (!adjustRays(solution.cameras, group.points, settings).usable) {
-        return {};
-      }
-      settings.fixedFocals = false;
-    }
-    const RayBundleResult result = adjustRays(solution.cameras, group.points, settings);
-    if (!result.usable) {
+    settings.fixedFocals = true;
+    settings.mostIterations = kIterationsOfRotations;
+    const std::optional<Solution> rotated =
+        refine(group, chain(group, kLongestFocal, reference), settings);
+    if (!rotated || (other && rotated->cost > kFarWorse * other->cost)) {
       return {};
     }
-    solution.cost = result.cost;
-    return solution;
+    return refine(group, rotated->cameras, settingsOf(group, reference));
+  }
+
+  static void keepBetter(std::optional<Solution> other, std::optional<Solution>& solution) {
+    if (other && (!solution || other->cost < solution->cost)) {
+      solution = std::move(other);
+    }
+  }
+
+  /// The cameras of the last round, if it has left one for each image.
+  [[nodiscard]] std::optional<std::vector<TurningCamera>> lastCameras(const Group& group) const {
+    std::vector<TurningCamera> cameras;
+    for (const int image : group.images) {
+      const auto last = last_.find(image);
+      if (last == last_.end()) {
+        return {};
+      }
+      cameras.push_back(last->second);
+    }
+    return cameras;
+  }
+
+  void remember(const Group& group, const Solution& solution) {
+    last_.clear();
+    for (std::size_t i = 0; i < group.images.size(); ++i) {
+      last_[group.images[i]] = solution.cameras[i];
+    }
+  }
+
+  static std::optional<Solution> refine(const Group& group,
+                                        std::vector<TurningCamera> start,
+                                        const RayBundleSettings& settings) {
+    const RayBundleResult result = adjustRays(start, group.points, settings);
+    return result.usable ? std::optional<Solution>({std::move(start), result.cost}) : std::nullopt;
   }
 
   /// Whether another start may give better cameras.
@@ -394,6 +468,7 @@ class RobustAdjuster {
   const std::vector<PairMatches>& pairs_;
   const AdjustOptions& options_;
   Watcher& watcher_;
+  std::map<int, TurningCamera> last_;  ///< per image of the last round
   Adjustment result_;
 };
 

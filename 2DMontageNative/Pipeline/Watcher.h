@@ -26,6 +26,12 @@ class Watcher {
     report();
   }
 
+  /// More steps have turned up.
+  void extend(int steps) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    total_ += steps;
+  }
+
   /// Asks whether to go on, in the middle of a step.
   void poll() {
     const std::lock_guard<std::mutex> lock(mutex_);

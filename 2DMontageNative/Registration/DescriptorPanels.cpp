@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <numeric>
 
 namespace ORV::Common::Algorithms::Montage::Registration {
 namespace {
@@ -11,16 +12,19 @@ namespace {
 constexpr int kLargestElement = 255;
 /// |a|^2 + |b|^2 of descriptors this long at most stays below 2^24: whole numbers exact in float.
 constexpr int kLongestWhole = (1 << 24) / (2 * kLargestElement * kLargestElement);
-constexpr int kWholePerWord = 2;
+constexpr int kWholePerWord = 4;
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-/// Word `step` of a descriptor of whole numbers: elements 2 * step and 2 * step + 1.
+/// Word `step` of a descriptor of whole numbers: elements 4 * step to 4 * step + 3.
 std::int32_t wholeWord(const float* descriptor, int length, int step) {
+  std::uint32_t word = 0;
   const int first = step * kWholePerWord;
-  const auto low = static_cast<std::int32_t>(descriptor[first]);
-  const auto high = first + 1 < length ? static_cast<std::int32_t>(descriptor[first + 1]) : 0;
-  return low | (high << 16);
+  for (int element = first; element < std::min(first + kWholePerWord, length); ++element) {
+    constexpr int kBitsPerElement = 8;
+    word |= static_cast<std::uint32_t>(descriptor[element]) << kBitsPerElement * (element - first);
+  }
+  return static_cast<std::int32_t>(word);
 }
 
 /// Eight elements 0 or 1 per byte; their squared distance is the Hamming distance of the bytes.
@@ -85,6 +89,7 @@ DescriptorPanels packDescriptors(const cv::Mat& given, DescriptorKind kind) {
   packed.steps = whole ? (length + kWholePerWord - 1) / kWholePerWord : length;
   packed.norms.assign(static_cast<std::size_t>(packed.panels()) * DescriptorPanels::kWidth,
                       kInfinity);
+  packed.sums.assign(packed.norms.size(), 0.F);
   // Padding of whole numbers is infinitely far by its norm; of real ones, by its elements.
   packed.words = whole ? cv::Mat(packed.panels() * packed.steps,
                                  DescriptorPanels::kWidth,
@@ -106,6 +111,8 @@ DescriptorPanels packDescriptors(const cv::Mat& given, DescriptorKind kind) {
       }
     }
     packed.norms[static_cast<std::size_t>(i)] = squaredNorm(descriptor, length);
+    packed.sums[static_cast<std::size_t>(i)] =
+        std::accumulate(descriptor, descriptor + length, 0.F);
   }
   return packed;
 }

@@ -12,7 +12,7 @@ namespace ORV::Common::Algorithms::Montage::Registration {
 
 /// How the elements of descriptors are kept for the search.
 enum class DescriptorKind {
-  kWhole,  ///< whole numbers 0 to 255, as SIFT has them: two 16-bit elements per 32-bit word
+  kWhole,  ///< whole numbers 0 to 255, as SIFT has them: four bytes per 32-bit word
   kReal,   ///< any finite numbers: one `float` per 32-bit word
   kBits    ///< bits, as ORB has them: kept as the whole numbers 0 and 1
 };
@@ -34,6 +34,7 @@ struct DescriptorPanels {
   int steps = 0;             ///< words per descriptor
   cv::Mat words;             ///< (panels * steps) x 32, `CV_32F` (real) or `CV_32S`
   std::vector<float> norms;  ///< squared length per descriptor; infinite for the padding
+  std::vector<float> sums;   ///< of the elements per descriptor; 0 for the padding
 
   [[nodiscard]] int panels() const { return (count + kWidth - 1) / kWidth; }
 };

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "Registration/ExactMatcher.h"
 
-#include "Registration/DescriptorPanels.h"
 #include "Registration/NearestTwo.h"
 
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <utility>
 
 namespace ORV::Common::Algorithms::Montage::Registration {
 namespace {
@@ -76,6 +76,10 @@ class NearestTwoMatcher : public cv::detail::FeaturesMatcher {
     }
   }
 
+  void prepare(const ImageFeatures& image, DescriptorPanels panels) {
+    prepared_[&image] = std::move(panels);
+  }
+
   void collectGarbage() override { prepared_.clear(); }
 
  protected:
@@ -104,8 +108,8 @@ ExactMatcher::ExactMatcher(float matchConf, int fewestMatches, int fewestInliers
   is_thread_safe_ = impl_->isThreadSafe();
 }
 
-void ExactMatcher::prepare(const std::vector<ImageFeatures>& features) {
-  nearestTwo_->prepare(features);
+void ExactMatcher::prepare(const ImageFeatures& features, DescriptorPanels panels) {
+  nearestTwo_->prepare(features, std::move(panels));
 }
 
 void ExactMatcher::operator()(const std::vector<ImageFeatures>& features,

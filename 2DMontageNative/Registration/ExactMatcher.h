@@ -4,6 +4,8 @@
 #ifndef ORV_MONTAGE_REGISTRATION_EXACT_MATCHER_H
 #define ORV_MONTAGE_REGISTRATION_EXACT_MATCHER_H
 
+#include "Registration/DescriptorPanels.h"
+
 #include <opencv2/stitching/detail/matchers.hpp>
 
 #include <vector>
@@ -40,9 +42,9 @@ class ExactMatcher : public cv::detail::BestOf2NearestMatcher {
 
   using FeaturesMatcher::operator();
 
-  /// Lays out the descriptors of images once, so that pairs of references to these very elements
-  /// match faster, until `collectGarbage`. Their descriptors may be released afterwards.
-  void prepare(const std::vector<cv::detail::ImageFeatures>& features);
+  /// Takes over the laid out descriptors of an image, so that references to this very element match
+  /// by them until `collectGarbage`; all images of one kind. Its own descriptors are not looked at.
+  void prepare(const cv::detail::ImageFeatures& features, DescriptorPanels panels);
 
   /// Matches all pairs i < j where @p mask (n x n `CV_8U`, or empty for all) is not zero.
   ///

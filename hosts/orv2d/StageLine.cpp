@@ -21,6 +21,8 @@ Words wordsOf(montage::Stage stage) {
   switch (stage) {
     case montage::Stage::describe:
       return {"finding features", "image"};
+    case montage::Stage::select:
+      return {"choosing pairs", ""};
     case montage::Stage::match:
       return {"comparing images", "pair"};
     case montage::Stage::adjust:

@@ -16,12 +16,14 @@
 
 #include "Export.h"
 #include "montage/Options.h"
+#include "montage/Progress.h"
 
 #include <opencv2/core.hpp>
 
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace montage {
@@ -80,6 +82,22 @@ MONTAGE_API Features describe(const cv::Mat& image, const FeatureOptions& option
 
 /// The scale that brings the largest of the images to `options.megapixels`; never above 1.
 MONTAGE_API double featureScale(const std::vector<cv::Size>& sizes, const FeatureOptions& options);
+
+/// The pairs of images that are worth comparing, ascending and each with first < second.
+///
+/// The automatic choice lets more than 20 images vote: a few hundred of the strongest features of
+/// each, spread over it, are searched for among those of every other one; an image is compared with
+/// those in which it finds the most of them again. Images that find too little search once more, with
+/// more features. The choice draws no random numbers and does not depend on the number of threads.
+///
+/// @param[in] features  one per image; those without keypoints are in no pair. All but the automatic
+///   choice look at nothing else of them.
+/// @throw std::invalid_argument for an option that does not fit the number of images, or (automatic)
+///   features of different kinds; Cancelled.
+/// @note Re-entrant; uses all cores.
+MONTAGE_API std::vector<std::pair<int, int>> selectPairs(const std::vector<Features>& features,
+                                                         const PairingOptions& options = {},
+                                                         const Progress& progress = {});
 
 /// Compares two images: two nearest neighbours both ways, ratio test, homography by RANSAC.
 ///

@@ -18,6 +18,8 @@
 
 #include <ostream>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace montage {
 
@@ -56,6 +58,30 @@ struct MatchOptions {
   bool refine = true;
 };
 
+/// Which pairs of images are compared.
+enum class Pairing {
+  all,         ///< every image with every other one: n (n - 1) / 2 pairs
+  automatic,   ///< all up to 20 images; more find their partners by their strongest features
+  sequential,  ///< each image with those that follow it: a sweep or a strip
+  grid,        ///< each image with its up to eight neighbours in a grid
+  list         ///< the pairs of `PairingOptions::pairs`
+};
+
+struct PairingOptions {
+  Pairing kind = Pairing::automatic;
+  /// sequential: with how many images that follow it each one is compared, 1 to 100000.
+  int followers = 2;
+  /// sequential: the first images follow the last ones.
+  bool closeLoop = false;
+  /// grid: its size; rows * columns is the number of images, which come row by row.
+  int rows = 0;
+  int columns = 0;
+  /// grid: every second row runs from right to left.
+  bool snake = false;
+  /// list: numbers of two images from 0, in any order; no pair twice.
+  std::vector<std::pair<int, int>> pairs;
+};
+
 enum class AdjustMethod {
   robust,  ///< false pairs are found and dropped, one bad pair ends nothing
   plain    ///< OpenCV's estimator and ray adjuster over all confident pairs
@@ -72,6 +98,7 @@ struct AdjustOptions {
 /// What registerImages() does.
 struct RegisterOptions {
   FeatureOptions features;
+  PairingOptions pairing;
   MatchOptions matching;
   AdjustOptions adjustment;
   /// Process the images from the last to the first; results keep the caller's numbering.
@@ -143,6 +170,7 @@ MONTAGE_API PlanOptions planOptions(Preset preset);
 
 /// Throws `std::invalid_argument` unless every field is in its range.
 MONTAGE_API void check(const FeatureOptions& options);
+MONTAGE_API void check(const PairingOptions& options);
 MONTAGE_API void check(const MatchOptions& options);
 MONTAGE_API void check(const AdjustOptions& options);
 MONTAGE_API void check(const RegisterOptions& options);

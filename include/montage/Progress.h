@@ -22,6 +22,7 @@ namespace montage {
 /// The steps of a montage, in their order.
 enum class Stage {
   describe,  ///< reading images and finding features; counted in images
+  select,    ///< finding the pairs worth comparing; counted in images
   match,     ///< comparing pairs of images; counted in pairs
   adjust,    ///< estimating the cameras; counted in rounds, the total is an upper bound
   warp,      ///< reading images for gains and seams; counted in images
@@ -36,7 +37,7 @@ MONTAGE_API const char* nameOf(Stage stage);
 struct ProgressReport {
   Stage stage;
   int done;   ///< from 0 to `total`; never falls within a stage
-  int total;  ///< at least 1
+  int total;  ///< at least 1; grows when more work turns up
 };
 
 /// Called with each step that ends and, in long steps, in between; returns whether to go on.

@@ -75,6 +75,15 @@ std::vector<NodeVisit> walk(int root,
   return visits;
 }
 
+/// Steps to every node; 0 to one that cannot be reached.
+std::vector<int> distancesFrom(int root, const std::vector<std::vector<Neighbour>>& neighbours) {
+  std::vector<int> distance(neighbours.size(), 0);
+  for (const NodeVisit& visit : walk(root, neighbours, -1, std::numeric_limits<int>::max())) {
+    distance[at(visit.node)] = visit.from >= 0 ? distance[at(visit.from)] + 1 : 0;
+  }
+  return distance;
+}
+
 std::vector<EdgeStep> detour(int avoided,
                              const std::vector<PairEdge>& edges,
                              const std::vector<std::vector<Neighbour>>& neighbours,
@@ -150,37 +159,42 @@ std::vector<NodeVisit> walkFrom(int root, int nodeCount, const std::vector<PairE
 
 std::vector<std::vector<EdgeStep>> detours(int nodeCount,
                                            const std::vector<PairEdge>& edges,
+                                           const std::vector<int>& which,
                                            int longest) {
   const auto neighbours = neighboursOf(nodeCount, edges);
   std::vector<std::vector<EdgeStep>> ways;
-  ways.reserve(edges.size());
-  for (std::size_t e = 0; e < edges.size(); ++e) {
-    ways.push_back(detour(static_cast<int>(e), edges, neighbours, longest));
+  ways.reserve(which.size());
+  for (const int edge : which) {
+    ways.push_back(detour(edge, edges, neighbours, longest));
   }
   return ways;
 }
 
 int centreOf(int nodeCount, const std::vector<PairEdge>& edges) {
   const auto neighbours = neighboursOf(nodeCount, edges);
+  // By triangle inequalities each walk tells something about the reach of all nodes (F. Takes and
+  // W. Kosters, "Computing the eccentricity distribution of large graphs", Algorithms 6(1), 2013),
+  // so that a few walks are enough.
+  std::vector<int> leastReach(at(nodeCount), 0);
   int centre = 0;
   int least = std::numeric_limits<int>::max();
-  for (int node = 0; node < nodeCount; ++node) {
-    const std::vector<NodeVisit> visits =
-        walk(node, neighbours, -1, std::numeric_limits<int>::max());
-    std::vector<int> depth(neighbours.size(), 0);
-    int farthest = 0;
-    for (const NodeVisit& visit : visits) {
-      if (visit.from >= 0) {
-        depth[at(visit.node)] = depth[at(visit.from)] + 1;
-        farthest = std::max(farthest, depth[at(visit.node)]);
-      }
+  for (;;) {
+    const auto next = std::min_element(leastReach.begin(), leastReach.end());
+    const int node = static_cast<int>(next - leastReach.begin());
+    if (*next > least || (*next == least && node > centre)) {
+      return centre;
     }
-    if (farthest < least) {
-      least = farthest;
+    const std::vector<int> distance = distancesFrom(node, neighbours);
+    const int reach = *std::max_element(distance.begin(), distance.end());
+    for (std::size_t other = 0; other < distance.size(); ++other) {
+      leastReach[other] = std::max({leastReach[other], reach - distance[other], distance[other]});
+    }
+    if (reach < least || (reach == least && node < centre)) {
+      least = reach;
       centre = node;
     }
+    leastReach[at(node)] = std::numeric_limits<int>::max();
   }
-  return centre;
 }
 
 }  // namespace ORV::Common::Algorithms::Montage::Registration

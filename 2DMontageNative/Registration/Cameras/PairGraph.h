@@ -37,10 +37,11 @@ struct NodeVisit {
 };
 std::vector<NodeVisit> walkFrom(int root, int nodeCount, const std::vector<PairEdge>& edges);
 
-/// For every edge the shortest way from its `first` to its `second` node without it, in steps;
-/// empty where there is none of at most `longest` steps.
+/// For each of the edges `which` the shortest way from its `first` to its `second` node without it,
+/// in steps; empty where there is none of at most `longest` steps.
 std::vector<std::vector<EdgeStep>> detours(int nodeCount,
                                            const std::vector<PairEdge>& edges,
+                                           const std::vector<int>& which,
                                            int longest);
 
 /// The node from which the farthest other one is the fewest steps away, the lowest such; the graph

@@ -40,9 +40,11 @@ struct Loop {
   }
 };
 
-/// The triangles of a graph, as loops.
-std::vector<Loop> triangles(const std::vector<PairEdge>& edges,
-                            const std::vector<cv::Matx33d>& rotations) {
+/// Calls `use` with every triangle of a graph, as a loop.
+template <class Use>
+void forEachTriangle(const std::vector<PairEdge>& edges,
+                     const std::vector<cv::Matx33d>& rotations,
+                     const Use& use) {
   std::map<std::pair<int, int>, int> edgeOf;
   std::map<int, std::vector<int>> later;  // neighbours with greater numbers
   for (std::size_t e = 0; e < edges.size(); ++e) {
@@ -54,7 +56,6 @@ std::vector<Loop> triangles(const std::vector<PairEdge>& edges,
     const int edge = edgeOf.at(std::minmax(from, to));
     return EdgeStep{edge, edges[at(edge)].first == from};
   };
-  std::vector<Loop> loops;
   for (const auto& [a, neighbours] : later) {
     for (const int b : neighbours) {
       for (const int c : neighbours) {
@@ -63,12 +64,11 @@ std::vector<Loop> triangles(const std::vector<PairEdge>& edges,
           loop.go(stepTo(a, b), rotations);
           loop.go(stepTo(b, c), rotations);
           loop.go(stepTo(c, a), rotations);
-          loops.push_back(std::move(loop));
+          use(loop);
         }
       }
     }
   }
-  return loops;
 }
 
 }  // namespace
@@ -126,18 +126,22 @@ LoopVotes voteByLoops(int nodeCount,
       ++(loop.closes(focal) ? votes.closing : votes.open)[at(edge)];
     }
   };
-  for (const Loop& loop : triangles(edges, rotations)) {
-    count(loop);
-  }
-  const LoopVotes byTriangles = votes;
-  const std::vector<std::vector<EdgeStep>> ways = detours(nodeCount, edges, kLongestLoop - 1);
+  forEachTriangle(edges, rotations, count);
+  std::vector<int> inNone;
   for (std::size_t e = 0; e < edges.size(); ++e) {
-    if (byTriangles.closing[e] + byTriangles.open[e] == 0 && !ways[e].empty()) {
+    if (votes.closing[e] + votes.open[e] == 0) {
+      inNone.push_back(static_cast<int>(e));
+    }
+  }
+  const std::vector<std::vector<EdgeStep>> ways =
+      detours(nodeCount, edges, inNone, kLongestLoop - 1);
+  for (std::size_t k = 0; k < inNone.size(); ++k) {
+    if (!ways[k].empty()) {
       Loop loop;
-      for (const EdgeStep& step : ways[e]) {
+      for (const EdgeStep& step : ways[k]) {
         loop.go(step, rotations);
       }
-      loop.go({static_cast<int>(e), false}, rotations);
+      loop.go({inNone[k], false}, rotations);
       count(loop);
     }
   }

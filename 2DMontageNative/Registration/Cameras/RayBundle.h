@@ -39,7 +39,8 @@ struct RayBundleSettings {
   bool sharedFocal = false;  ///< one focal length for all
   bool fixedFocals = false;  ///< only rotations are refined
   double shortestFocal = 1.0;
-  /// Called after every iteration; its exception ends the adjustment.
+  int mostIterations = 100;
+  /// Called several times per iteration, from any thread; its exception ends the adjustment.
   std::function<void()> poll;
 };
 
@@ -58,7 +59,7 @@ struct RayBundleResult {
 /// alone would not determine.
 ///
 /// @param[in,out] cameras  start and result; unchanged unless usable.
-/// @note Runs on the calling thread; the same input gives the same bytes.
+/// @note Uses all cores; the same input gives the same bytes for any number of threads.
 RayBundleResult adjustRays(std::vector<TurningCamera>& cameras,
                            const std::vector<CameraPair>& pairs,
                            const RayBundleSettings& settings);

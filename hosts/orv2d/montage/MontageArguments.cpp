@@ -61,6 +61,19 @@ CLI::Option* addRegistrationResolution(CLI::App& command, MontageSettings& setti
                        "Resolution of feature finding and camera estimation");
 }
 
+CLI::Option* addPairs(CLI::App& command, MontageSettings& settings) {
+  return command
+      .add_option("--pairs",
+                  settings.pairs,
+                  "Which images are compared. all: each with every other. auto: all up to 20 "
+                  "images, in larger sets those that look alike. sequential:K[:loop]: each with "
+                  "the K that follow. grid:RxC[:snake]: each with its neighbours in R rows of C, "
+                  "row by row. Else a file of pairs: two numbers from 0 a line [picture: auto, "
+                  "others: all]")
+      ->type_name("PAIRS")
+      ->capture_default_str();
+}
+
 void addGrey(CLI::App& command, MontageSettings& settings) {
   command.add_flag("--grey", settings.grey, "Turn all images to grey first");
 }
@@ -212,6 +225,7 @@ CLI::App* addMontageCommand(CLI::App& app, MontageSettings& settings) {
       ->excludes(load);
   command.option_defaults()->always_capture_default();  // of the options that have a default
   addRegistrationResolution(command, settings)->excludes(load);
+  addPairs(command, settings)->excludes(load);
   addComposing(command, settings);
   command.add_flag("--try-gpu", settings.tryGpu, "Accepted; all work is done by the processor");
   return &command;
@@ -224,6 +238,7 @@ CLI::App* addRegisterCommand(CLI::App& app, MontageSettings& settings) {
   command.option_defaults()->always_capture_default();
   addPipeline(command, settings);
   addRegistrationResolution(command, settings);
+  addPairs(command, settings);
   command.add_flag("--matches", settings.keepMatches, "Save the matches of all pairs too");
   addGrey(command, settings);
   addQuiet(command, settings);

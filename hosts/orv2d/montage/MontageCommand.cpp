@@ -11,6 +11,7 @@
 #include "montage/MontageTable.h"
 #include "montage/Notes.h"
 #include "montage/Overlay.h"
+#include "montage/PairsArgument.h"
 #include "montage/Planning.h"
 #include "montage/RegisteredImages.h"
 #include "montage/RegistrationFiles.h"
@@ -85,6 +86,9 @@ std::vector<fs::path> MontageRun::inputs() const {
   std::vector<fs::path> files(settings_.images.begin(), settings_.images.end());
   if (!settings_.registration.empty()) {
     files.emplace_back(settings_.registration);
+  }
+  if (namesPairsFile(settings_.pairs)) {
+    files.emplace_back(settings_.pairs);
   }
   return files;
 }
@@ -258,6 +262,7 @@ ExitCode montageCommand(const MontageSettings& settings) {
     loaded = readRegistration(settings.registration);
     requireAsManyAs(static_cast<int>(loaded->images.size()), settings);
   }
+  requirePossiblePairs(settings);
   return MontageRun("montage", settings, std::move(loaded), {}).run();
 }
 

@@ -4,6 +4,7 @@
 #include "Console.h"
 #include "ExitCode.h"
 #include "ImageIo.h"
+#include "montage/PairsArgument.h"
 
 #include <array>
 #include <utility>
@@ -58,6 +59,9 @@ montage::RegisterOptions MontageSettings::registerOptions() const {
   montage::RegisterOptions options = montage::registerOptions(preset());
   options.features.megapixels = registrationMp;
   options.keepMatches = keepMatches;
+  if (!pairs.empty()) {
+    options.pairing = parsePairs(pairs, constituentCount());
+  }
   return options;
 }
 
@@ -126,6 +130,10 @@ void requirePossibleTiles(const MontageSettings& settings) {
 }
 
 }  // namespace
+
+void requirePossiblePairs(const MontageSettings& settings) {
+  static_cast<void>(settings.registerOptions());
+}
 
 void requirePossibleOutputs(const MontageSettings& settings) {
   requireImageFormat(settings.output);

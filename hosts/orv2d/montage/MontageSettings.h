@@ -21,6 +21,7 @@ struct MontageSettings {
   std::string output;
   int slabs = 1;
   std::string pipeline = "picture";  ///< or "basic" or "diagnostic"
+  std::string pairs;                 ///< value of --pairs; empty: the pipeline's choice
   double registrationMp = 0.6;       ///< megapixels; -1 is full resolution, here and below
   double seamMp = 0.1;
   double composeMp = -1.0;
@@ -50,6 +51,7 @@ struct MontageSettings {
   bool quiet = false;
 
   [[nodiscard]] montage::Preset preset() const;
+  /// @throw HostError for pairs that do not fit the images.
   [[nodiscard]] montage::RegisterOptions registerOptions() const;
   [[nodiscard]] montage::PlanOptions planOptions() const;
   [[nodiscard]] montage::TiffOptions tiffOptions() const;
@@ -67,9 +69,10 @@ struct MontageSettings {
   [[nodiscard]] std::vector<std::string> imagesOfSlab(int slab) const;
 };
 
-/// Throw `HostError` (usage) for combinations of images and slabs, or of options and output formats,
-/// that the option checks cannot see.
+/// Throw `HostError` (usage; unreadable input for a file of pairs) for combinations of images and
+/// slabs or pairs, or of options and output formats, that the option checks cannot see.
 void requireWholeSlabs(const MontageSettings& settings);
+void requirePossiblePairs(const MontageSettings& settings);
 void requirePossibleOutputs(const MontageSettings& settings);
 
 }  // namespace orv2d

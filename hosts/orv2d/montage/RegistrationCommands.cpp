@@ -6,6 +6,7 @@
 #include "StageLine.h"
 #include "StopSignals.h"
 #include "montage/Notes.h"
+#include "montage/PairsArgument.h"
 #include "montage/RegistrationFiles.h"
 #include "montage/RegistrationTable.h"
 
@@ -60,8 +61,13 @@ Json toJson(const montage::Registration& registration) {
 
 ExitCode registerCommand(const MontageSettings& settings) {
   requireWholeSlabs(settings);
+  requirePossiblePairs(settings);
   OutputFiles outputs;
-  outputs.plan(settings.output, {settings.images.begin(), settings.images.end()});
+  std::vector<std::filesystem::path> inputs(settings.images.begin(), settings.images.end());
+  if (namesPairsFile(settings.pairs)) {
+    inputs.emplace_back(settings.pairs);
+  }
+  outputs.plan(settings.output, inputs);
   const StopSignals stopSignals;
   MontageOutcome outcome;
   outcome.registration = registerFiles(settings);
