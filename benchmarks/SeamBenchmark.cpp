@@ -83,7 +83,14 @@ void cutFresh(benchmark::State& state, const Cut& cut) {
 void seamsOurs(benchmark::State& state) {
   cutFresh(state, [](SeamViews& views) {
     cutSeams(
-        views, [] {}, [] {});
+        views, SeamSearch::kExact, [] {}, [] {});
+  });
+}
+
+void seamsCoarseToFine(benchmark::State& state) {
+  cutFresh(state, [](SeamViews& views) {
+    cutSeams(
+        views, SeamSearch::kCoarseToFine, [] {}, [] {});
   });
 }
 
@@ -107,6 +114,7 @@ void sizes(benchmark::internal::Benchmark* benchmark) {
 BENCHMARK(gainsOurs)->Apply(sizes);
 BENCHMARK(gainsOpenCv)->Apply(sizes);
 BENCHMARK(seamsOurs)->Apply(sizes);
+BENCHMARK(seamsCoarseToFine)->Apply(sizes);
 BENCHMARK(seamsOpenCv)->Apply(sizes);
 
 }  // namespace

@@ -90,6 +90,7 @@ RegisterOptions registerOptions(Preset preset) {
 PlanOptions planOptions(Preset preset) {
   PlanOptions options;
   if (preset != Preset::picture) {
+    options.exactSeams = true;
     options.masksInsideImages = false;
     options.faceMeanDirection = false;
     options.bands = 3;

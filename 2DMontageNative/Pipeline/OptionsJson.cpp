@@ -129,6 +129,7 @@ Json toJson(const PlanOptions& options) {
   return {{"seams", nameIn(kSeams, options.seams)},
           {"seamMegapixels", options.seamMegapixels},
           {"composeMegapixels", options.composeMegapixels},
+          {"exactSeams", options.exactSeams},
           {"seamWidening", options.seamWidening},
           {"masksInsideImages", options.masksInsideImages},
           {"blending", nameIn(kBlendings, options.blending)},
@@ -146,6 +147,7 @@ PlanOptions planOptionsFrom(const Json& json) {
   options.seams = valueOf(kSeams, json.at("seams"));
   json.at("seamMegapixels").get_to(options.seamMegapixels);
   json.at("composeMegapixels").get_to(options.composeMegapixels);
+  json.at("exactSeams").get_to(options.exactSeams);
   json.at("seamWidening").get_to(options.seamWidening);
   json.at("masksInsideImages").get_to(options.masksInsideImages);
   options.blending = valueOf(kBlendings, json.at("blending"));

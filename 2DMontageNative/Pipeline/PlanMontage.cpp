@@ -310,7 +310,11 @@ class Planner {
         composition::exposureGains(views, [&gains] { gains.step(); });
     Watcher seams(progress_, Stage::seams, pairCount);
     composition::cutSeams(
-        views, [&seams] { seams.step(); }, [&seams] { seams.poll(); });
+        views,
+        options_.exactSeams ? composition::SeamSearch::kExact
+                            : composition::SeamSearch::kCoarseToFine,
+        [&seams] { seams.step(); },
+        [&seams] { seams.poll(); });
     for (std::size_t c = 0; c < candidates_.size(); ++c) {
       plan_.images[c].seamMask = composition::widened(views.masks[c], options_.seamWidening);
       plan_.images[c].gains = perBlock[c];

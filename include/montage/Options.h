@@ -145,6 +145,9 @@ struct PlanOptions {
   double seamMegapixels = 0.1;
   /// Resolution that every image is reduced to in the montage, (0, 1000]; -1: full resolution.
   double composeMegapixels = -1.0;
+  /// Look for the cheapest cut of each overlap among all, as OpenCV does; otherwise from coarse to
+  /// fine: nearly as cheap a cut in a fraction of the time.
+  bool exactSeams = false;
   /// How far seam masks are widened for blending, pixels of the seam resolution, 0 to 100.
   int seamWidening = 1;
   /// Masks stay inside their images, which are continued by reflection for blending; otherwise

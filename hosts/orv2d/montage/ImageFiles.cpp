@@ -65,7 +65,11 @@ cv::Mat ImageFiles::read(int index) const {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto kept = kept_.find(index);
     if (kept != kept_.end()) {
-      return kept->second;
+      cv::Mat image = kept->second;
+      if (!keeps_) {
+        kept_.erase(kept);
+      }
+      return image;
     }
   }
   const Stopwatch watch;
@@ -74,8 +78,8 @@ cv::Mat ImageFiles::read(int index) const {
   seconds_ += watch.seconds();
   facts_[index] = {image.size(), image.channels()};
   const std::size_t bytes = image.total() * image.elemSize();
-  if (keptBytes_ + bytes <= kMostKeptBytes && kept_.emplace(index, image).second) {
-    keptBytes_ += bytes;
+  if (keeps_ && bytes * files_.size() <= kMostKeptBytes) {
+    kept_.emplace(index, image);
   }
   return image;
 }

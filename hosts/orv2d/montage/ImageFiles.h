@@ -20,8 +20,8 @@ struct ExpectedImage {
   std::uint64_t hash = 0;  ///< 0: any
 };
 
-/// Reads files, keeps the pixels of as many of them as fit into half a gigabyte, and remembers what
-/// it has seen. A file that cannot be used ends the run with `HostError` (unreadable input).
+/// Reads files and remembers what it has seen. If the pixels of all fit into half a gigabyte, keeps
+/// them until the last reading. A file that cannot be used ends the run with `HostError` (unreadable input).
 class ImageFiles : public montage::ImageSource {
  public:
   /// @param[in] grey  turn colour images to grey.
@@ -30,6 +30,9 @@ class ImageFiles : public montage::ImageSource {
   /// Refuses a file that holds another image, where it is read.
   /// @param[in] expected  empty, or one per file.
   void expect(std::vector<ExpectedImage> expected) { expected_ = std::move(expected); }
+
+  /// From now on every image is read once: kept pixels are let go as they are read.
+  void beginLastReading() { keeps_ = false; }
 
   [[nodiscard]] int count() const override { return static_cast<int>(files_.size()); }
   [[nodiscard]] cv::Size size(int index) const override;
@@ -56,7 +59,7 @@ class ImageFiles : public montage::ImageSource {
   mutable std::mutex mutex_;
   mutable std::map<int, Facts> facts_;
   mutable std::map<int, cv::Mat> kept_;
-  mutable std::size_t keptBytes_ = 0;
+  bool keeps_ = true;
   mutable double seconds_ = 0.0;
 };
 

@@ -76,7 +76,7 @@ SlabWriter::SlabWriter(const MontageSettings& settings,
 }
 
 void SlabWriter::write(const montage::MontagePlan& plan,
-                       const ImageFiles& firstSlab,
+                       ImageFiles& firstSlab,
                        const Draw& overlay,
                        MontageOutcome& outcome) {
   requireRoom(plan);
@@ -91,7 +91,8 @@ void SlabWriter::write(const montage::MontagePlan& plan,
       further.emplace(settings_.imagesOfSlab(slab), settings_.grey);
       further->expect(std::move(expected));
     }
-    const ImageFiles& images = further ? *further : firstSlab;
+    ImageFiles& images = further ? *further : firstSlab;
+    images.beginLastReading();
     const fs::path& file = files_[static_cast<std::size_t>(slab)];
     times_ = {};
     composeSlab(composer, images, file, slab == 0 ? overlay : Draw());

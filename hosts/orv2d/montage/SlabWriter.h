@@ -31,7 +31,7 @@ class SlabWriter {
   /// Writes montages, sizes and times into the outcome. Throws `HostError` before any work if format,
   /// disk or memory do not suffice.
   void write(const montage::MontagePlan& plan,
-             const ImageFiles& firstSlab,
+             ImageFiles& firstSlab,
              const Draw& overlay,
              MontageOutcome& outcome);
 
