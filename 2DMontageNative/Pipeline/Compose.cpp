@@ -115,7 +115,7 @@ class Composer::Engine {
     prepare(images);
     const cv::Point origin = plan_.origin - plan_.canvas.tl();
     const cv::Rect area = window + origin;
-    const Sweep sweep = sweepWithin(*planner_, area, destination, memoryBytes());
+    const Sweep sweep = sweepWithin(budget(), *planner_, area, destination);
     int tiles = 0;
     for (const cv::Rect& strip : sweep.strips) {
       tiles += plane_->tileCount(strip);
@@ -215,12 +215,16 @@ class Composer::Engine {
         channels_);
   }
 
-  [[nodiscard]] std::uint64_t memoryBytes() const {
+  [[nodiscard]] MemoryBudget budget() const {
+    if (options_.memoryBytes > 0) {
+      return {options_.memoryBytes, options_.memoryBytes};
+    }
+    // Strips of montages that take more than this at once take no longer than all at once.
+    constexpr std::uint64_t kAtOnce = 1000000000;
     constexpr double kShareOfFree = 0.6;
-    return options_.memoryBytes > 0
-               ? options_.memoryBytes
-               : static_cast<std::uint64_t>(
-                     kShareOfFree * static_cast<double>(ORV::Common::Platform::freeMemoryBytes()));
+    const double free = static_cast<double>(ORV::Common::Platform::freeMemoryBytes());
+    const auto most = static_cast<std::uint64_t>(kShareOfFree * free);
+    return {std::min(kAtOnce, most), most};
   }
 
   [[nodiscard]] cv::Mat readChecked(const ImageSource& images, std::size_t i) const {

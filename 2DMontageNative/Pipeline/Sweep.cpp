@@ -152,17 +152,17 @@ Sweep SweepPlanner::leastMemory(const cv::Rect& window, Destination destination)
   return rows.peakBytes <= columns.peakBytes ? rows : columns;
 }
 
-Sweep sweepWithin(const SweepPlanner& planner,
+Sweep sweepWithin(const MemoryBudget& budget,
+                  const SweepPlanner& planner,
                   const cv::Rect& window,
-                  Destination destination,
-                  std::uint64_t memoryBytes) {
+                  Destination destination) {
   Sweep whole = planner.whole(window, destination);
-  if (whole.peakBytes <= memoryBytes) {
+  if (whole.peakBytes <= budget.atOnce) {
     return whole;
   }
   Sweep least = planner.leastMemory(window, destination);
-  if (least.peakBytes > memoryBytes) {
-    throw MemoryLimitError(least.peakBytes, memoryBytes);
+  if (least.peakBytes > budget.most) {
+    throw MemoryLimitError(least.peakBytes, budget.most);
   }
   return least;
 }

@@ -61,12 +61,18 @@ class SweepPlanner {
   std::vector<std::uint64_t> held_;  ///< per image
 };
 
-/// All at once if `memoryBytes` suffice for it, else the strips that take the least memory.
-/// @throw MemoryLimitError if they do not suffice either.
-Sweep sweepWithin(const SweepPlanner& planner,
+/// Bytes of memory that composing may take.
+struct MemoryBudget {
+  std::uint64_t atOnce;  ///< to hold all images
+  std::uint64_t most;    ///< in any case
+};
+
+/// All at once if the budget has that, else the strips that take the least memory.
+/// @throw MemoryLimitError if the budget has not even that.
+Sweep sweepWithin(const MemoryBudget& budget,
+                  const SweepPlanner& planner,
                   const cv::Rect& window,
-                  Destination destination,
-                  std::uint64_t memoryBytes);
+                  Destination destination);
 
 }  // namespace montage
 

@@ -31,9 +31,10 @@
 namespace montage {
 
 struct ComposeOptions {
-  /// Memory that composing may take, besides the plan and what the source keeps; 0: 60 % of what is
-  /// free. Where all images do not fit, the montage is made in strips, and an image is held from the
-  /// first to the last strip that shows it.
+  /// Memory that composing may take, besides the plan and what the source keeps, bytes; 0: 60 % of
+  /// what is free. Where all images do not fit, the montage is made in strips, and an image is held
+  /// from the first to the last strip that shows it; by default also where all of them would take
+  /// more than 10^9 bytes, as strips then take no longer.
   std::uint64_t memoryBytes = 0;
   /// Channels of the montage: 1, 3, or 0: as the slab's first image in the plan. Saves a window that
   /// does not show that image from reading it; `MontagePlan::channels` has the first slab's.
