@@ -194,7 +194,10 @@ class RayProblem : private ceres::EvaluationCallback {
       });
     });
     if (!goesOn) {
-      errors_.assign(errors_.size(), CondensedErrors());  // not finite: the solver gives up
+      // Nothing is left to do, so that the solver ends without a printed warning.
+      CondensedErrors none;
+      none.finite = true;
+      errors_.assign(errors_.size(), none);
     }
   }
 
