@@ -17,20 +17,19 @@ namespace ORV::Common::Algorithms::Montage::Composition {
 class FeatherBlending : public TileBlending {
  public:
   /// @param[in] sharpness  at least 1 / 255, so that a distance of 255 has weight 1.
-  FeatherBlending(std::vector<PlacedMask> masks, float sharpness);
+  FeatherBlending(const std::vector<cv::Rect>& areas, float sharpness);
 
   [[nodiscard]] int tileSide() const override { return kTileSide; }
   [[nodiscard]] int reach() const override { return 0; }
   void blend(const WarpedImages& images, const cv::Rect& tile, cv::Mat pixels) const override;
-  [[nodiscard]] const PlacedMask& maskOf(std::size_t index) const override {
-    return distances_[index];
-  }
-  [[nodiscard]] std::size_t imageCount() const override { return distances_.size(); }
+
+ protected:
+  /// The mask becomes the distances.
+  void prepare(std::size_t index, PlacedMask& placed) override;
 
  private:
   static constexpr int kTileSide = 256;
 
-  std::vector<PlacedMask> distances_;
   cv::Mat weightOfDistance_;  ///< 1 x 256, `CV_32FC1`
 };
 

@@ -27,15 +27,13 @@ struct SlabSeams {
   cv::Ptr<cv::detail::ExposureCompensator> compensator;
 };
 
-/// Where one image lies and which of its pixels the montage takes.
+/// Where one image lies.
 struct ImagePlacement {
   cv::Mat K;           ///< 3 x 3 `CV_32F`, at composition scale
   cv::Mat R;           ///< 3 x 3 `CV_32F`
   cv::Rect footprint;  ///< of the warped image on the montage plane
-  cv::Rect area;       ///< the part to blend, from the top-left pixel of both footprint and montage
-  cv::Mat mask;        ///< `CV_8UC1` of the area's size, as the blender takes it
-  /// Columns of every row of the area that show the image itself; empty: not known.
-  std::vector<cv::Range> inside;
+  cv::Rect area;       ///< the part to blend, in the montage
+  cv::Point offset;    ///< of that part in the footprint
 };
 
 /// Where a plane warper puts image `index`; refuses what cannot be warped (`requireFootprint`).
@@ -46,24 +44,31 @@ cv::Rect footprintOf(cv::detail::RotationWarper& warper,
                      std::size_t index,
                      cv::Size scaledSize);
 
-/// Places image `index` with its seam mask stretched over its footprint.
+/// Places image `index`; the whole footprint is to be blended.
 ///
 /// @param[in] origin  top-left of the montage on the plane.
-ImagePlacement placeWithinSeams(const SlabGeometry& geometry,
-                                const SlabSeams& seams,
-                                std::size_t index,
-                                const cv::Rect& footprint,
-                                cv::Point origin);
+ImagePlacement placeFootprint(const SlabGeometry& geometry,
+                              std::size_t index,
+                              const cv::Rect& footprint,
+                              cv::Point origin);
 
-/// Places image `index` with a mask of all pixels that show something of it.
+/// Leaves of the area what may come within `reach` pixels of the seam mask, on a grid that leaves
+/// the pixels there as they are.
+void keepNearSeams(const cv::Mat& seamMask, int reach, ImagePlacement& placement);
+
+/// The seam mask stretched over the footprint.
+///
+/// @param[in] seamMask  `CV_8UC1` at seam scale.
+/// @return `CV_8UC1` of the area's size, as the blender takes it.
+cv::Mat maskWithinSeams(const cv::Mat& seamMask, const ImagePlacement& placement);
+
+/// All pixels that show something of the image.
 ///
 /// @param[in] scaledSize  of the image at composition scale.
-ImagePlacement placeWhole(cv::detail::RotationWarper& warper,
-                          const SlabGeometry& geometry,
-                          std::size_t index,
-                          cv::Size scaledSize,
-                          const cv::Rect& footprint,
-                          cv::Point origin);
+/// @return `CV_8UC1` of the area's size, as the blender takes it.
+cv::Mat maskOfWhole(cv::detail::RotationWarper& warper,
+                    cv::Size scaledSize,
+                    const ImagePlacement& placement);
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition
 

@@ -4,7 +4,6 @@
 #include "Composition/BlendKernels.h"
 #include "Composition/ReflectedWindow.h"
 #include "Composition/WeightedLayer.h"
-#include "Platform/ParallelLoop.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -71,21 +70,18 @@ struct MultiBandBlending::Layers {
   }
 };
 
-MultiBandBlending::MultiBandBlending(std::vector<PlacedMask> masks,
+MultiBandBlending::MultiBandBlending(const std::vector<cv::Rect>& areas,
                                      cv::Size montage,
                                      int bandCount,
                                      BlendArithmetic arithmetic)
-    : bandCount_(usefulBands(montage, bandCount)),
+    : TileBlending(areas),
+      bandCount_(usefulBands(montage, bandCount)),
       arithmetic_(arithmetic),
       paddedMontage_(roundedUp(montage.width, 1 << bandCount_),
                      roundedUp(montage.height, 1 << bandCount_)) {
-  for (PlacedMask& mask : masks) {
-    const cv::Rect frame = frameOf(mask.area);
-    images_.push_back({std::move(mask), frame, {}, {}});
+  for (const cv::Rect& area : areas) {
+    frames_.push_back({frameOf(area), {}, {}});
   }
-  Platform::parallelFor(0, static_cast<int>(images_.size()), [&](int i) {
-    buildWeights(images_[static_cast<std::size_t>(i)]);
-  });
 }
 
 /// Room for the pyramid around the image, on the grid of the coarsest level.
@@ -99,18 +95,24 @@ cv::Rect MultiBandBlending::frameOf(const cv::Rect& area) const {
 }
 
 /// The pyramid of the whole frame: a part of it might be rounded differently.
-void MultiBandBlending::buildWeights(FramedImage& framed) const {
-  cv::Mat finer = finestWeights(framed.image.mask, framed.frame - framed.image.area.tl());
+void MultiBandBlending::prepare(std::size_t index, PlacedMask& placed) {
+  Frame& frame = frames_[index];
+  frame.weights.clear();
+  cv::Mat finer = finestWeights(placed.mask, frame.area - placed.area.tl());
   for (int level = 1; level <= bandCount_; ++level) {
     cv::Mat coarser;
     cv::pyrDown(finer, coarser);
-    framed.weights.push_back(coarser);
+    frame.weights.push_back(coarser);
     finer = coarser;
-    if (arithmetic_ == BlendArithmetic::kFine) {
-      // Two cells are less than the reach of a tile, so images that are near have been read.
-      framed.near = NearCells(framed.image.mask, 2 << bandCount_);
-    }
   }
+  if (arithmetic_ == BlendArithmetic::kFine) {
+    // Two cells are less than the reach of a tile, so images that are near have been read.
+    frame.near = NearCells(placed.mask, 2 << bandCount_);
+  }
+}
+
+void MultiBandBlending::forget(std::size_t index) {
+  frames_[index] = {frames_[index].area, {}, {}};
 }
 
 void MultiBandBlending::blend(const WarpedImages& images,
@@ -128,7 +130,7 @@ void MultiBandBlending::blend(const WarpedImages& images,
     layers.bounds.emplace(tile, pixels.channels());
   }
   for (std::size_t i = 0; i < images.size(); ++i) {
-    add(images_[i], images[i].get(), layers);
+    add(i, images[i].get(), layers);
   }
   layers.collapse().write(tile - layers.window.tl(), pixels);
   if (layers.bounds) {
@@ -136,21 +138,20 @@ void MultiBandBlending::blend(const WarpedImages& images,
   }
 }
 
-void MultiBandBlending::add(const FramedImage& framed,
-                            const WarpedImage* image,
-                            Layers& layers) const {
+void MultiBandBlending::add(std::size_t index, const WarpedImage* image, Layers& layers) const {
+  const PlacedMask& placed = maskOf(index);
+  const Frame& frame = frames_[index];
   // Building the pyramid reaches another two pixels of the coarsest level beyond the layers.
-  const cv::Rect source = grown(layers.window, 2 << bandCount_) & framed.frame;
-  const cv::Rect target = layers.window & framed.frame;
-  const cv::Point corner = framed.image.area.tl();
-  const cv::Rect covered = source & framed.image.area;
-  if (target.empty() || covered.empty() ||
-      cv::countNonZero(framed.image.mask(covered - corner)) == 0) {
+  const cv::Rect source = grown(layers.window, 2 << bandCount_) & frame.area;
+  const cv::Rect target = layers.window & frame.area;
+  const cv::Point corner = placed.area.tl();
+  const cv::Rect covered = source & placed.area;
+  if (target.empty() || covered.empty() || cv::countNonZero(placed.mask(covered - corner)) == 0) {
     return;
   }
-  cv::Mat finer = readReflected(*image, framed.image.area.size(), source - corner);
+  cv::Mat finer = readReflected(*image, placed.area.size(), source - corner);
   if (layers.bounds) {
-    layers.bounds->add(finer, source, framed.image, framed.near);
+    layers.bounds->add(finer, source, placed, frame.near);
     cv::Mat eighths;
     finer.convertTo(eighths, CV_16S, 1 << kFineBits);
     finer = eighths;
@@ -160,9 +161,9 @@ void MultiBandBlending::add(const FramedImage& framed,
   for (int level = 0; level <= bandCount_; ++level) {
     const cv::Rect part = atLevel(target, level);
     const cv::Rect inSource = part - atLevel(source, level).tl();
-    const cv::Mat weights = level == 0 ? finestWeights(framed.image.mask, target - corner)
-                                       : framed.weights[static_cast<std::size_t>(level - 1)](
-                                             part - atLevel(framed.frame, level).tl());
+    const cv::Mat weights = level == 0 ? finestWeights(placed.mask, target - corner)
+                                       : frame.weights[static_cast<std::size_t>(level - 1)](
+                                             part - atLevel(frame.area, level).tl());
     cv::Mat coarse;
     if (level < bandCount_) {
       cv::pyrDown(finer, coarser);

@@ -24,7 +24,7 @@ class MultiBandBlending : public TileBlending {
  public:
   /// @param[in] bandCount  bands above the coarsest level; fewer are used for a tiny montage.
   /// @param[in] arithmetic  OpenCV's, or the finer one, whose pixels are the truer ones.
-  MultiBandBlending(std::vector<PlacedMask> masks,
+  MultiBandBlending(const std::vector<cv::Rect>& areas,
                     cv::Size montage,
                     int bandCount,
                     BlendArithmetic arithmetic);
@@ -34,32 +34,30 @@ class MultiBandBlending : public TileBlending {
   [[nodiscard]] int reach() const override { return 4 << bandCount_; }
   [[nodiscard]] int alignment() const override { return 1 << bandCount_; }
   void blend(const WarpedImages& images, const cv::Rect& tile, cv::Mat pixels) const override;
-  [[nodiscard]] const PlacedMask& maskOf(std::size_t index) const override {
-    return images_[index].image;
-  }
-  [[nodiscard]] std::size_t imageCount() const override { return images_.size(); }
+
+ protected:
+  void prepare(std::size_t index, PlacedMask& placed) override;
+  void forget(std::size_t index) override;
 
  private:
   struct Layers;
 
-  /// An image with the frame that gives its pyramid room, as OpenCV frames it.
-  struct FramedImage {
-    PlacedMask image;
-    cv::Rect frame;                ///< in the montage; sides are multiples of 2^bands
+  /// The frame that gives an image's pyramid room, as OpenCV frames it.
+  struct Frame {
+    cv::Rect area;                 ///< in the montage; sides are multiples of 2^bands
     std::vector<cv::Mat> weights;  ///< of levels 1 and up, `CV_32FC1`, of the frame
     NearCells near;  ///< where its values bound the montage's, for the fine arithmetic
   };
 
   [[nodiscard]] cv::Rect frameOf(const cv::Rect& area) const;
-  void buildWeights(FramedImage& framed) const;
-  void add(const FramedImage& framed, const WarpedImage* image, Layers& layers) const;
+  void add(std::size_t index, const WarpedImage* image, Layers& layers) const;
 
   static constexpr int kTileSide = 512;
 
   int bandCount_;
   BlendArithmetic arithmetic_;
   cv::Size paddedMontage_;  ///< sides are multiples of 2^bands
-  std::vector<FramedImage> images_;
+  std::vector<Frame> frames_;
 };
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition

@@ -8,8 +8,8 @@ void OverlayBlending::blend(const WarpedImages& images,
                             cv::Mat pixels) const {
   pixels.setTo(cv::Scalar::all(0));
   for (std::size_t i = 0; i < images.size(); ++i) {
-    const cv::Rect& area = masks_[i].area;
-    const cv::Mat& mask = masks_[i].mask;
+    const cv::Rect& area = maskOf(i).area;
+    const cv::Mat& mask = maskOf(i).mask;
     const cv::Rect shared = tile & area;
     if (shared.empty()) {
       continue;

@@ -14,18 +14,14 @@ namespace ORV::Common::Algorithms::Montage::Composition {
 /// it; zero where there is none.
 class OverlayBlending : public TileBlending {
  public:
-  explicit OverlayBlending(std::vector<PlacedMask> masks) : masks_(std::move(masks)) {}
+  using TileBlending::TileBlending;
 
   [[nodiscard]] int tileSide() const override { return kTileSide; }
   [[nodiscard]] int reach() const override { return 0; }
   void blend(const WarpedImages& images, const cv::Rect& tile, cv::Mat pixels) const override;
-  [[nodiscard]] const PlacedMask& maskOf(std::size_t index) const override { return masks_[index]; }
-  [[nodiscard]] std::size_t imageCount() const override { return masks_.size(); }
 
  private:
   static constexpr int kTileSide = 256;
-
-  std::vector<PlacedMask> masks_;
 };
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition

@@ -66,14 +66,16 @@ bool SlabComposer::gainsAreKnown() const {
 
 cv::Mat SlabComposer::composeOnPlane(const std::vector<cv::Mat>& images) {
   layOut(images);
-  const PlaneComposer& plane = *layout_->plane;
+  PlaneComposer& plane = *layout_->plane;
   const cv::Rect all(cv::Point(), layout_->montage.size());
-  const WarpedImages warped = plane.read(
+  WarpedImages warped;
+  plane.read(
+      plane.imagesOf(all),
       [&](std::size_t i) {
         return withChannels(scaledForComposition(images[i], geometry_.composeScale),
                             layout_->channels);
       },
-      all);
+      warped);
   cv::Mat montage(all.size(), CV_8UC(layout_->channels));
   plane.compose(warped, all, montage, {}, {});
   return montage;
@@ -94,25 +96,33 @@ void SlabComposer::layOut(const std::vector<cv::Mat>& images) {
     gains = blockGainsOf(*seams_->compensator);
   }
   std::vector<PlaneComposer::Image> placed;
+  std::vector<PlacedMask> masks;  // made one after the other: any warper may stand behind them
   for (std::size_t i = 0; i < images.size(); ++i) {
     const cv::Size scaled = scaledSizeForComposition(images[i].size(), geometry_.composeScale);
     const cv::Rect footprint = footprintOf(*warper_, geometry_, i, scaled);
-    ImagePlacement placement = place(i, scaled, footprint, montage.tl());
-    placed.push_back({planeProjectorOf(*warper_, placement), std::move(placement), gains.at(i)});
+    const ImagePlacement placement = placeFootprint(geometry_, i, footprint, montage.tl());
+    masks.push_back(maskOf(i, scaled, placement));
+    placed.push_back({planeProjectorOf(*warper_, placement), placement, gains.at(i)});
   }
-  layout_ = Layout{std::move(imageSizes),
-                   channels,
-                   montage,
-                   std::make_unique<PlaneComposer>(
-                       std::move(placed), montage.size(), blending_, sampling(), channels)};
+  layout_ =
+      Layout{std::move(imageSizes),
+             channels,
+             montage,
+             std::make_unique<PlaneComposer>(
+                 placed,
+                 [masks = std::move(masks)](std::size_t i) mutable { return std::move(masks[i]); },
+                 montage.size(),
+                 blending_,
+                 sampling(),
+                 channels)};
 }
 
-ImagePlacement SlabComposer::place(std::size_t index,
-                                   cv::Size scaledSize,
-                                   const cv::Rect& footprint,
-                                   cv::Point origin) const {
-  return seams_ ? placeWithinSeams(geometry_, *seams_, index, footprint, origin)
-                : placeWhole(*warper_, geometry_, index, scaledSize, footprint, origin);
+PlacedMask SlabComposer::maskOf(std::size_t index,
+                                cv::Size scaledSize,
+                                const ImagePlacement& placement) const {
+  return {placement.area,
+          seams_ ? maskWithinSeams(seams_->masks[index], placement)
+                 : maskOfWhole(*warper_, scaledSize, placement)};
 }
 
 /// Through whatever warper and compensator there are: the warped images are held as a whole.
@@ -126,8 +136,8 @@ cv::Mat SlabComposer::composeWhole(const std::vector<cv::Mat>& images) const {
     const cv::Mat whole = warpWhole(images[i], i);
     const cv::Size scaled = scaledSizeForComposition(images[i].size(), geometry_.composeScale);
     const ImagePlacement placement =
-        place(i, scaled, cv::Rect(geometry_.corners[i], whole.size()), montage.tl());
-    masks.push_back({placement.area, placement.mask});
+        placeFootprint(geometry_, i, cv::Rect(geometry_.corners[i], whole.size()), montage.tl());
+    masks.push_back(maskOf(i, scaled, placement));
     warped.push_back(std::make_unique<StoredImage>(withChannels(compensated(whole, i), channels)));
   }
   const auto blending = makeTileBlending(blending_, std::move(masks), montage.size());

@@ -52,10 +52,9 @@ class SlabComposer {
   [[nodiscard]] bool gainsAreKnown() const;
   cv::Mat composeOnPlane(const std::vector<cv::Mat>& images);
   void layOut(const std::vector<cv::Mat>& images);
-  [[nodiscard]] ImagePlacement place(std::size_t index,
-                                     cv::Size scaledSize,
-                                     const cv::Rect& footprint,
-                                     cv::Point origin) const;
+  [[nodiscard]] PlacedMask maskOf(std::size_t index,
+                                  cv::Size scaledSize,
+                                  const ImagePlacement& placement) const;
   [[nodiscard]] cv::Mat composeWhole(const std::vector<cv::Mat>& images) const;
   [[nodiscard]] cv::Mat warpWhole(const cv::Mat& image, std::size_t index) const;
   [[nodiscard]] cv::Mat compensated(const cv::Mat& warped, std::size_t index) const;

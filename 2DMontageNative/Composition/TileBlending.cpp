@@ -36,7 +36,7 @@ void cover(const TileBlending& blending, const cv::Rect& part, cv::Mat coverage)
     const cv::Rect& area = blending.maskOf(i).area;
     const cv::Mat& mask = blending.maskOf(i).mask;
     const cv::Rect shared = part & area;
-    if (!shared.empty()) {
+    if (!shared.empty() && !mask.empty()) {
       coverage(shared - part.tl()).setTo(255, mask(shared - area.tl()));
     }
   }
@@ -79,21 +79,55 @@ void blendTiles(const TileBlending& blending,
   });
 }
 
+TileBlending::TileBlending(const std::vector<cv::Rect>& areas) {
+  placed_.reserve(areas.size());
+  for (const cv::Rect& area : areas) {
+    placed_.push_back({area, {}});
+  }
+}
+
+void TileBlending::place(std::size_t index, PlacedMask mask) {
+  CV_Assert(mask.area == placed_[index].area && mask.mask.size() == mask.area.size());
+  placed_[index] = std::move(mask);
+  prepare(index, placed_[index]);
+}
+
+void TileBlending::remove(std::size_t index) {
+  placed_[index] = {placed_[index].area, {}};
+  forget(index);
+}
+
 std::unique_ptr<TileBlending> makeTileBlending(const BlendOptions& options,
-                                               std::vector<PlacedMask> masks,
+                                               const std::vector<cv::Rect>& areas,
                                                cv::Size montage) {
   switch (options.kind) {
     case BlendKind::kFeather:
-      return std::make_unique<FeatherBlending>(std::move(masks), options.sharpness);
+      return std::make_unique<FeatherBlending>(areas, options.sharpness);
     case BlendKind::kMultiBand:
       return std::make_unique<MultiBandBlending>(
-          std::move(masks),
+          areas,
           montage,
           options.bands,
           options.fine ? BlendArithmetic::kFine : BlendArithmetic::kCut);
     default:
-      return std::make_unique<OverlayBlending>(std::move(masks));
+      return std::make_unique<OverlayBlending>(areas);
   }
+}
+
+std::unique_ptr<TileBlending> makeTileBlending(const BlendOptions& options,
+                                               std::vector<PlacedMask> masks,
+                                               cv::Size montage) {
+  std::vector<cv::Rect> areas;
+  areas.reserve(masks.size());
+  for (const PlacedMask& mask : masks) {
+    areas.push_back(mask.area);
+  }
+  std::unique_ptr<TileBlending> blending = makeTileBlending(options, areas, montage);
+  Platform::parallelFor(0, static_cast<int>(masks.size()), [&](int index) {
+    const auto i = static_cast<std::size_t>(index);
+    blending->place(i, std::move(masks[i]));
+  });
+  return blending;
 }
 
 }  // namespace ORV::Common::Algorithms::Montage::Composition

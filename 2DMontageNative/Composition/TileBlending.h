@@ -30,10 +30,11 @@ using WarpedImages = std::vector<std::unique_ptr<WarpedImage>>;
 ///
 /// A tile is blended from all images that touch it, in their order, with the bytes that OpenCV's
 /// blender of the kind gives for the whole montage; nothing of the montage's size is held but the
-/// montage. Tiles may be blended at the same time.
+/// montage. Tiles may be blended at the same time, while no image is placed or removed.
 class TileBlending {
  public:
-  TileBlending() = default;
+  /// @param[in] areas  of the images, relative to the montage's top-left pixel, inside the montage.
+  explicit TileBlending(const std::vector<cv::Rect>& areas);
   TileBlending(const TileBlending&) = delete;
   TileBlending& operator=(const TileBlending&) = delete;
   virtual ~TileBlending() = default;
@@ -47,6 +48,15 @@ class TileBlending {
   /// Tiles begin at multiples of this; a divisor of `tileSide()`.
   [[nodiscard]] virtual int alignment() const { return 1; }
 
+  /// Prepares an image, as must be done before a tile is blended that it bears on. Several images
+  /// may be placed at the same time.
+  ///
+  /// @param[in] mask  of the image's area.
+  void place(std::size_t index, PlacedMask mask);
+
+  /// Lets go of what `place` has made of an image.
+  void remove(std::size_t index);
+
   /// @param[in] images  8-bit with the channels of `pixels`; those that do not bear on the tile may
   ///   be null.
   /// @param[in] tile  part of the montage, its corner at multiples of `alignment()`.
@@ -54,13 +64,28 @@ class TileBlending {
   virtual void blend(const WarpedImages& images, const cv::Rect& tile, cv::Mat pixels) const = 0;
 
   /// The mask of image `index`, non-zero where it bears on the pixel that it lies over.
-  [[nodiscard]] virtual const PlacedMask& maskOf(std::size_t index) const = 0;
-  [[nodiscard]] virtual std::size_t imageCount() const = 0;
+  /// Without pixels unless the image is placed.
+  [[nodiscard]] const PlacedMask& maskOf(std::size_t index) const { return placed_[index]; }
+  [[nodiscard]] std::size_t imageCount() const { return placed_.size(); }
+
+ protected:
+  /// Makes what blending needs of an image besides its mask, which it may replace by another one
+  /// that is non-zero in the same places.
+  virtual void prepare(std::size_t /*index*/, PlacedMask& /*placed*/) {}
+  virtual void forget(std::size_t /*index*/) {}
+
+ private:
+  std::vector<PlacedMask> placed_;
 };
 
-/// Prepares blending of that kind, with its settings.
+/// Blending of that kind, with its settings; no image is placed yet.
 ///
 /// @param[in] montage  size of the montage.
+std::unique_ptr<TileBlending> makeTileBlending(const BlendOptions& options,
+                                               const std::vector<cv::Rect>& areas,
+                                               cv::Size montage);
+
+/// The same with all images placed.
 std::unique_ptr<TileBlending> makeTileBlending(const BlendOptions& options,
                                                std::vector<PlacedMask> masks,
                                                cv::Size montage);

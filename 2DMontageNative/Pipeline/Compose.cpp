@@ -5,12 +5,15 @@
 #include "Composition/CompositionImage.h"
 #include "Composition/PlaneComposer.h"
 #include "Pipeline/PlanLayout.h"
+#include "Pipeline/Sweep.h"
 #include "Pipeline/Watcher.h"
+#include "Platform/FreeMemory.h"
 #include "Platform/OpenCvScope.h"
 
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -22,25 +25,6 @@ namespace {
 using composition::PlaneComposer;
 using composition::WarpedImages;
 
-composition::BlendOptions blendingOf(const MontagePlan& plan) {
-  composition::BlendOptions blending;
-  switch (plan.options.blending) {
-    case Blending::none:
-      blending.kind = composition::BlendKind::kNone;
-      break;
-    case Blending::feather:
-      blending.kind = composition::BlendKind::kFeather;
-      break;
-    case Blending::multiBand:
-      blending.kind = composition::BlendKind::kMultiBand;
-      blending.bands = plan.bands;
-      // Within seams weights add up to about one, so sums in eighths fit.
-      blending.fine = plan.options.masksInsideImages && plan.options.seams != Seams::none;
-      break;
-  }
-  return blending;
-}
-
 std::string sizeText(cv::Size size) {
   return std::to_string(size.width) + " x " + std::to_string(size.height);
 }
@@ -51,24 +35,41 @@ void requireComposable(const MontagePlan& plan) {
   }
 }
 
+void requireChannels(const ComposeOptions& options) {
+  if (options.channels != 0 && options.channels != 1 && options.channels != 3) {
+    throw std::invalid_argument("channels: 0, 1 or 3 is expected, " +
+                                std::to_string(options.channels) + " given");
+  }
+}
+
+std::string megabytesText(std::uint64_t bytes) {
+  constexpr std::uint64_t kMegabyte = 1000000;
+  return std::to_string(bytes / kMegabyte + (bytes % kMegabyte > 0 ? 1 : 0)) + " MB";
+}
+
 }  // namespace
 
 /// What a composer keeps for slabs with the same number of channels.
 class Composer::Engine {
  public:
-  explicit Engine(MontagePlan plan) : plan_(std::move(plan)) { requireComposable(plan_); }
+  Engine(MontagePlan plan, const ComposeOptions& options)
+      : plan_(std::move(plan)), options_(options) {
+    requireComposable(plan_);
+    requireChannels(options_);
+  }
 
   [[nodiscard]] const MontagePlan& plan() const { return plan_; }
 
   cv::Mat compose(const ImageSource& images, const cv::Rect& window, const Progress& progress) {
     requireWindow(window);
-    requireCount(images);
-    const ORV::Common::Platform::CpuOnly cpuOnly;
-    prepare(images);
-    const cv::Rect area = window + (plan_.origin - plan_.canvas.tl());
-    Watcher watcher(progress, Stage::compose, plane_->tileCount(area));
-    const WarpedImages warped = read(images, area);
-    return composeArea(warped, area, watcher);
+    Picture picture;
+    run(images, window, Destination::memory, progress, [&](const cv::Rect& part, auto blend) {
+      if (picture.pixels.empty()) {
+        picture = emptyPicture(window.size());
+      }
+      blend(partOf(picture, part - window.tl()));
+    });
+    return finished(std::move(picture));
   }
 
   void compose(const ImageSource& images, MontageSink& sink, const Progress& progress) {
@@ -80,23 +81,99 @@ class Composer::Engine {
       sink.finish();
       return;
     }
-    requireCount(images);
-    const ORV::Common::Platform::CpuOnly cpuOnly;
-    prepare(images);
-    const cv::Rect area = all + (plan_.origin - plan_.canvas.tl());
-    const int side = plane_->tileSide();
-    int tiles = 0;
-    forEachRowOfTiles(area, side, [&](const cv::Rect& row) { tiles += plane_->tileCount(row); });
-    Watcher watcher(progress, Stage::compose, tiles);
-    const WarpedImages warped = read(images, area);
-    sink.begin(plan_.size, typeOf());
-    forEachRowOfTiles(area, side, [&](const cv::Rect& row) {
-      sink.write(row - area.tl(), composeArea(warped, row, watcher));
+    const auto destination = sink.takesAnyOrder() ? Destination::rowsOrColumns : Destination::rows;
+    bool begun = false;
+    run(images, all, destination, progress, [&](const cv::Rect& part, auto blend) {
+      if (!begun) {
+        sink.begin(plan_.size, typeOf());
+        begun = true;
+      }
+      const Picture picture = emptyPicture(part.size());
+      blend(picture);
+      sink.write(part, finished(picture));
     });
     sink.finish();
   }
 
  private:
+  /// Pixels in the making and, where it is needed, what of them is covered.
+  struct Picture {
+    cv::Mat pixels;
+    cv::Mat coverage;
+  };
+
+  /// Composes a window strip by strip: `use(strip, blend)` hands a picture of the strip's size to
+  /// `blend` to be filled.
+  template <class Use>
+  void run(const ImageSource& images,
+           const cv::Rect& window,
+           Destination destination,
+           const Progress& progress,
+           const Use& use) {
+    requireCount(images);
+    const ORV::Common::Platform::CpuOnly cpuOnly;
+    prepare(images);
+    const cv::Point origin = plan_.origin - plan_.canvas.tl();
+    const cv::Rect area = window + origin;
+    const Sweep sweep = sweepWithin(*planner_, area, destination, memoryBytes());
+    int tiles = 0;
+    for (const cv::Rect& strip : sweep.strips) {
+      tiles += plane_->tileCount(strip);
+    }
+    Watcher watcher(progress, Stage::compose, tiles);
+    HeldImages held(*this, images, sweep.holdAll, watcher);
+    for (const cv::Rect& strip : sweep.strips) {
+      const WarpedImages& warped = held.imagesFor(sweep.holdAll ? area : strip);
+      use(strip - origin, [&](const Picture& picture) {
+        plane_->compose(
+            warped, strip, picture.pixels, picture.coverage, [&watcher] { watcher.step(); });
+      });
+    }
+  }
+
+  /// The images of a slab that are in memory.
+  class HeldImages {
+   public:
+    HeldImages(Engine& engine, const ImageSource& source, bool keepMasks, Watcher& watcher)
+        : engine_(engine), source_(source), keepMasks_(keepMasks), watcher_(watcher) {}
+    HeldImages(const HeldImages&) = delete;
+    HeldImages& operator=(const HeldImages&) = delete;
+    ~HeldImages() {
+      engine_.first_.release();
+      if (!keepMasks_) {
+        engine_.plane_->release(held_);
+      }
+    }
+
+    /// Lets go of what a strip does not need, and reads what it does.
+    const WarpedImages& imagesFor(const cv::Rect& strip) {
+      PlaneComposer& plane = *engine_.plane_;
+      const std::vector<std::size_t> wanted = plane.imagesOf(strip);
+      std::vector<std::size_t> ended;
+      std::set_difference(
+          held_.begin(), held_.end(), wanted.begin(), wanted.end(), std::back_inserter(ended));
+      for (const std::size_t i : ended) {
+        images_[i].reset();
+      }
+      plane.release(ended);
+      std::vector<std::size_t> starting;
+      std::set_difference(
+          wanted.begin(), wanted.end(), held_.begin(), held_.end(), std::back_inserter(starting));
+      held_ = wanted;  // before reading: masks of a failed start are let go too
+      plane.read(
+          starting, [&](std::size_t i) { return engine_.read(source_, i, watcher_); }, images_);
+      return images_;
+    }
+
+   private:
+    Engine& engine_;
+    const ImageSource& source_;
+    bool keepMasks_;
+    Watcher& watcher_;
+    std::vector<std::size_t> held_;  ///< ascending
+    WarpedImages images_;
+  };
+
   void requireWindow(const cv::Rect& window) const {
     const cv::Rect all(cv::Point(), plan_.size);
     if (window.empty() || (window & all) != window) {
@@ -117,25 +194,33 @@ class Composer::Engine {
     }
   }
 
-  template <class Use>
-  static void forEachRowOfTiles(const cv::Rect& area, int side, const Use& use) {
-    for (int y = area.y / side * side; y < area.br().y; y += side) {
-      use(cv::Rect(area.x, y, area.width, side) & area);
-    }
-  }
-
   /// The channels of the montage follow from the slab's first image.
   void prepare(const ImageSource& images) {
-    first_ = readChecked(images, 0);
-    if (plane_ && channels_ == first_.channels()) {
+    if (options_.channels == 0) {
+      first_ = readChecked(images, 0);
+    }
+    const int channels = options_.channels == 0 ? first_.channels() : options_.channels;
+    if (plane_ && channels_ == channels) {
       return;
     }
-    channels_ = first_.channels();
-    plane_.emplace(layOut(plan_),
-                   plan_.canvas.size(),
-                   blendingOf(plan_),
-                   samplingOf(plan_.options),
-                   channels_);
+    channels_ = channels;
+    placed_ = layOut(plan_);
+    planner_.emplace(plan_, placed_, channels_);
+    plane_.emplace(
+        placed_,
+        [this](std::size_t i) { return maskOf(plan_, placed_[i], i); },
+        plan_.canvas.size(),
+        blendingOf(plan_),
+        samplingOf(plan_.options),
+        channels_);
+  }
+
+  [[nodiscard]] std::uint64_t memoryBytes() const {
+    constexpr double kShareOfFree = 0.6;
+    return options_.memoryBytes > 0
+               ? options_.memoryBytes
+               : static_cast<std::uint64_t>(
+                     kShareOfFree * static_cast<double>(ORV::Common::Platform::freeMemoryBytes()));
   }
 
   [[nodiscard]] cv::Mat readChecked(const ImageSource& images, std::size_t i) const {
@@ -151,16 +236,15 @@ class Composer::Engine {
     return image;
   }
 
-  [[nodiscard]] WarpedImages read(const ImageSource& images, const cv::Rect& area) {
-    WarpedImages warped = plane_->read(
-        [&](std::size_t i) {
-          const cv::Mat image = i == 0 ? first_ : readChecked(images, i);
-          return composition::withChannels(
-              composition::scaledForComposition(image, plan_.composeScale), channels_);
-        },
-        area);
-    first_.release();
-    return warped;
+  /// Image `i` as it is composed. Called by several threads, once per image.
+  [[nodiscard]] cv::Mat read(const ImageSource& images, std::size_t i, Watcher& watcher) {
+    watcher.poll();
+    const cv::Mat image = i == 0 && !first_.empty() ? first_ : readChecked(images, i);
+    if (i == 0) {
+      first_.release();
+    }
+    return composition::withChannels(composition::scaledForComposition(image, plan_.composeScale),
+                                     channels_);
   }
 
   [[nodiscard]] int typeOf() const {
@@ -169,23 +253,29 @@ class Composer::Engine {
                                                                : CV_8UC(channels_);
   }
 
-  [[nodiscard]] cv::Mat composeArea(const WarpedImages& warped,
-                                    const cv::Rect& area,
-                                    Watcher& watcher) const {
-    cv::Mat pixels(area.size(), CV_8UC(channels_));
-    cv::Mat coverage;
+  [[nodiscard]] Picture emptyPicture(cv::Size size) const {
+    Picture picture{cv::Mat(size, CV_8UC(channels_)), {}};
     if (plan_.options.background != Background::black) {
-      coverage.create(area.size(), CV_8UC1);
+      picture.coverage.create(size, CV_8UC1);
     }
-    plane_->compose(warped, area, pixels, coverage, [&] { watcher.step(); });
+    return picture;
+  }
+
+  static Picture partOf(const Picture& picture, const cv::Rect& part) {
+    return {picture.pixels(part), picture.coverage.empty() ? cv::Mat() : picture.coverage(part)};
+  }
+
+  /// The picture with its background.
+  [[nodiscard]] cv::Mat finished(Picture picture) const {
     if (plan_.options.normaliseBrightness) {
-      composition::normaliseBrightness(pixels);
+      composition::normaliseBrightness(picture.pixels);
     }
     if (plan_.options.background == Background::white) {
-      pixels.setTo(cv::Scalar::all(255), coverage == 0);
+      picture.pixels.setTo(cv::Scalar::all(255), picture.coverage == 0);
     }
-    return plan_.options.background == Background::transparent ? withAlpha(pixels, coverage)
-                                                               : pixels;
+    return plan_.options.background == Background::transparent
+               ? withAlpha(picture.pixels, picture.coverage)
+               : picture.pixels;
   }
 
   static cv::Mat withAlpha(const cv::Mat& pixels, const cv::Mat& alpha) {
@@ -196,12 +286,23 @@ class Composer::Engine {
   }
 
   MontagePlan plan_;
+  ComposeOptions options_;
   int channels_ = 0;
-  cv::Mat first_;  ///< the slab's first image, between prepare() and read()
+  cv::Mat first_;  ///< the slab's first image, from prepare() until it is needed
+  std::vector<PlaneComposer::Image> placed_;
+  std::optional<SweepPlanner> planner_;
   std::optional<PlaneComposer> plane_;
 };
 
-Composer::Composer(MontagePlan plan) : engine_(std::make_unique<Engine>(std::move(plan))) {}
+MemoryLimitError::MemoryLimitError(std::uint64_t needed, std::uint64_t allowed)
+    : std::runtime_error("composing takes at least " + megabytesText(needed) +
+                         " of memory, and no more than " + megabytesText(allowed) +
+                         " may be taken"),
+      needed_(needed),
+      allowed_(allowed) {}
+
+Composer::Composer(MontagePlan plan, const ComposeOptions& options)
+    : engine_(std::make_unique<Engine>(std::move(plan), options)) {}
 Composer::~Composer() = default;
 Composer::Composer(Composer&&) noexcept = default;
 Composer& Composer::operator=(Composer&&) noexcept = default;

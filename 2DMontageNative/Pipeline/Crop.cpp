@@ -2,6 +2,7 @@
 #include "Pipeline/Crop.h"
 
 #include "Pipeline/PlanLayout.h"
+#include "Platform/ParallelLoop.h"
 
 #include <algorithm>
 #include <cmath>
@@ -18,9 +19,42 @@ int cellSideFor(cv::Size size) {
   return std::max(1, static_cast<int>(std::ceil(std::sqrt(area / kMostCells))));
 }
 
+/// The masks of the images that a band of rows touches; none is held for longer.
+class BandMasks {
+ public:
+  explicit BandMasks(const MontagePlan& plan)
+      : plan_(plan), images_(layOut(plan)), masks_(images_.size()) {}
+
+  /// Sets the pixels of a band that any mask covers. Bands come from top to bottom.
+  void cover(const cv::Rect& band, cv::Mat pixels) {
+    ORV::Common::Platform::parallelFor(0, static_cast<int>(images_.size()), [&](int index) {
+      const auto i = static_cast<std::size_t>(index);
+      const bool touches = !(images_[i].placement.area & band).empty();
+      if (touches && masks_[i].empty()) {
+        masks_[i] = maskOf(plan_, images_[i], i).mask;
+      } else if (!touches) {
+        masks_[i].release();
+      }
+    });
+    pixels.setTo(0);
+    for (std::size_t i = 0; i < images_.size(); ++i) {
+      const cv::Rect& area = images_[i].placement.area;
+      const cv::Rect shared = area & band;
+      if (!shared.empty()) {
+        pixels(shared - band.tl()).setTo(255, masks_[i](shared - area.tl()));
+      }
+    }
+  }
+
+ private:
+  const MontagePlan& plan_;
+  std::vector<composition::PlaneComposer::Image> images_;
+  std::vector<cv::Mat> masks_;
+};
+
 /// Marks the cells of the canvas that images cover: wholly, or at least in part.
 cv::Mat coveredCells(const MontagePlan& plan, int side, bool wholly) {
-  const std::vector<composition::PlaneComposer::Image> images = layOut(plan);
+  BandMasks masks(plan);
   const cv::Size cells((plan.canvas.width + side - 1) / side,
                        (plan.canvas.height + side - 1) / side);
   cv::Mat covered = cv::Mat::zeros(cells, CV_8UC1);
@@ -29,14 +63,7 @@ cv::Mat coveredCells(const MontagePlan& plan, int side, bool wholly) {
     const cv::Rect area = cv::Rect(0, row * side, plan.canvas.width, side) &
                           cv::Rect(cv::Point(), plan.canvas.size());
     cv::Mat pixels = band.rowRange(0, area.height);
-    pixels.setTo(0);
-    for (const auto& image : images) {
-      const cv::Rect shared = area & image.placement.area;
-      if (!shared.empty()) {
-        pixels(shared - area.tl())
-            .setTo(255, image.placement.mask(shared - image.placement.area.tl()));
-      }
-    }
+    masks.cover(area, pixels);
     for (int column = 0; column < cells.width; ++column) {
       const cv::Rect cell =
           cv::Rect(column * side, 0, side, area.height) & cv::Rect(cv::Point(), pixels.size());

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Pipeline/Estimate.h"
 
-#include "Composition/CompositionImage.h"
 #include "Pipeline/PlanLayout.h"
+#include "Pipeline/Sweep.h"
 #include "montage/Compose.h"
 
 #include <algorithm>
@@ -12,38 +12,16 @@
 namespace montage {
 namespace {
 
-constexpr std::uint64_t kColour = 3;
+constexpr int kColour = 3;
 
 std::uint64_t areaOf(cv::Size size) {
   return static_cast<std::uint64_t>(std::max(size.width, 0)) *
          static_cast<std::uint64_t>(std::max(size.height, 0));
 }
 
-std::uint64_t channelsOf(const PlanOptions& options) {
-  return options.background == Background::transparent ? kColour + 1 : kColour;
-}
-
-/// Images at full and at composition resolution, in colour.
-std::uint64_t imageBytes(const MontagePlan& plan) {
-  std::uint64_t bytes = 0;
-  for (const PlannedImage& image : plan.images) {
-    const cv::Size scaled =
-        composition::scaledSizeForComposition(image.sourceSize, plan.composeScale);
-    bytes += kColour * areaOf(scaled);
-    bytes += scaled == image.sourceSize ? 0 : kColour * areaOf(image.sourceSize);
-  }
-  return bytes;
-}
-
-/// Masks, and for multi-band blending the coarser levels of their pyramids.
-std::uint64_t maskBytes(const MontagePlan& plan) {
-  const bool withPyramids = plan.options.blending == Blending::multiBand;
-  std::uint64_t bytes = 0;
-  for (const PlannedImage& image : plan.images) {
-    bytes += areaOf(image.footprint.size());
-    bytes += withPyramids ? areaOf(image.footprint.size()) * 7 / 5 : 0;
-  }
-  return bytes;
+std::uint64_t samplesPerPixel(const MontagePlan& plan) {
+  const bool isGrey = plan.channels == 1;
+  return plan.options.background == Background::transparent ? kColour + 1 : isGrey ? 1 : kColour;
 }
 
 /// Pixels that images give to the montage: what lies within their seam masks.
@@ -98,12 +76,13 @@ double secondsPerPixel(const MontagePlan& plan) {
 }  // namespace
 
 Estimate estimateOf(const MontagePlan& plan) {
-  // What the tiles in work take, on all threads together.
-  constexpr std::uint64_t kWorkBytes = std::uint64_t{64} << 20;
+  const SweepPlanner planner(plan, layOut(plan), plan.channels == 1 ? 1 : kColour);
+  const cv::Rect window(plan.origin - plan.canvas.tl(), plan.size);
   Estimate estimate;
   estimate.pixels = areaOf(plan.size);
-  estimate.montageBytes = estimate.pixels * channelsOf(plan.options);
-  estimate.memoryBytes = imageBytes(plan) + maskBytes(plan) + estimate.montageBytes + kWorkBytes;
+  estimate.montageBytes = estimate.pixels * samplesPerPixel(plan);
+  estimate.memoryBytes = planner.whole(window, Destination::memory).peakBytes;
+  estimate.leastMemoryBytes = planner.leastMemory(window, Destination::rowsOrColumns).peakBytes;
   estimate.seconds = secondsPerPixel(plan) * blendedPixels(plan);
   return estimate;
 }

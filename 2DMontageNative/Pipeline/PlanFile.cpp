@@ -12,7 +12,7 @@ namespace montage {
 namespace {
 
 constexpr const char* kKind = "plan";
-constexpr int kVersion = 1;
+constexpr int kVersion = 2;
 
 /// Beyond this places on the plane are not told apart in single precision.
 constexpr int kFarthestPixel = 1 << 24;
@@ -37,6 +37,8 @@ cv::Rect rectFrom(const Json& json) {
 
 Json toJson(const PlannedImage& image, ValueWriter& writer) {
   Json json = {{"index", image.index},
+               {"name", image.name},
+               {"hash", image.hash},
                {"width", image.sourceSize.width},
                {"height", image.sourceSize.height},
                {"camera", toJson(image.camera)},
@@ -50,6 +52,8 @@ Json toJson(const PlannedImage& image, ValueWriter& writer) {
 PlannedImage imageFrom(const Json& json, bool withSeams, ValueReader& reader) {
   PlannedImage image;
   json.at("index").get_to(image.index);
+  json.at("name").get_to(image.name);
+  json.at("hash").get_to(image.hash);
   json.at("width").get_to(image.sourceSize.width);
   json.at("height").get_to(image.sourceSize.height);
   image.camera = cameraFrom(json.at("camera"));
@@ -92,6 +96,7 @@ void save(const MontagePlan& plan, const std::filesystem::path& file) {
                {"montage", toJson(cv::Rect(plan.origin, plan.size))},
                {"canvas", toJson(plan.canvas)},
                {"sourceCount", plan.sourceCount},
+               {"channels", plan.channels},
                {"seamScale", plan.seamScale},
                {"composeScale", plan.composeScale},
                {"planeScale", plan.planeScale},
@@ -101,6 +106,7 @@ void save(const MontagePlan& plan, const std::filesystem::path& file) {
                 {{"pixels", plan.estimate.pixels},
                  {"montageBytes", plan.estimate.montageBytes},
                  {"memoryBytes", plan.estimate.memoryBytes},
+                 {"leastMemoryBytes", plan.estimate.leastMemoryBytes},
                  {"seconds", plan.estimate.seconds}}},
                {"images", Json::array()},
                {"leftOut", Json::array()}};
@@ -125,6 +131,7 @@ MontagePlan loadPlan(const std::filesystem::path& file) {
     plan.size = montage.size();
     plan.canvas = rectFrom(json.at("canvas"));
     json.at("sourceCount").get_to(plan.sourceCount);
+    json.at("channels").get_to(plan.channels);
     json.at("seamScale").get_to(plan.seamScale);
     json.at("composeScale").get_to(plan.composeScale);
     json.at("planeScale").get_to(plan.planeScale);
@@ -134,6 +141,7 @@ MontagePlan loadPlan(const std::filesystem::path& file) {
     estimate.at("pixels").get_to(plan.estimate.pixels);
     estimate.at("montageBytes").get_to(plan.estimate.montageBytes);
     estimate.at("memoryBytes").get_to(plan.estimate.memoryBytes);
+    estimate.at("leastMemoryBytes").get_to(plan.estimate.leastMemoryBytes);
     estimate.at("seconds").get_to(plan.estimate.seconds);
     for (const Json& image : json.at("images")) {
       plan.images.push_back(imageFrom(image, plan.options.seams != Seams::none, reader));

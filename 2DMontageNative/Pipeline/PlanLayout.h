@@ -13,11 +13,21 @@ namespace montage {
 
 namespace composition = ORV::Common::Algorithms::Montage::Composition;
 
-/// The images placed on the plan's canvas, masks included: one byte per pixel of their footprints.
+/// The images placed on the plan's canvas. Without masks: takes next to no memory.
 std::vector<composition::PlaneComposer::Image> layOut(const MontagePlan& plan);
+
+/// The mask of an image at composition resolution, one byte per pixel of its area.
+///
+/// @param[in] image  entry `index` of what `layOut` gives.
+composition::PlacedMask maskOf(const MontagePlan& plan,
+                               const composition::PlaneComposer::Image& image,
+                               std::size_t index);
 
 /// How warped images are read.
 composition::Sampling samplingOf(const PlanOptions& options);
+
+/// How they are blended.
+composition::BlendOptions blendingOf(const MontagePlan& plan);
 
 }  // namespace montage
 

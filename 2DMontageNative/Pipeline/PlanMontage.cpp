@@ -57,8 +57,10 @@ double areaOf(cv::Size size) {
 /// One image on its way into the plan.
 struct Candidate {
   int index;
-  cv::Size size;  ///< full resolution, in this source
-  Camera camera;  ///< registration resolution
+  cv::Size size;     ///< full resolution, in this source
+  Camera camera;     ///< registration resolution
+  int channels = 0;  ///< 0: not read
+  std::uint64_t hash = 0;
 };
 
 /// The images are those of the registration, all larger or smaller by one factor.
@@ -87,8 +89,13 @@ class Planner {
   Planner(const Registration& registration,
           const ImageSource& images,
           const PlanOptions& options,
+          bool withHashes,
           const Progress& progress)
-      : registration_(registration), images_(images), options_(options), progress_(progress) {}
+      : registration_(registration),
+        images_(images),
+        options_(options),
+        withHashes_(withHashes),
+        progress_(progress) {}
 
   MontagePlan run() {
     plan_.options = options_;
@@ -128,7 +135,7 @@ class Planner {
     scaler_.composeScale =
         stages::resolutionScale(static_cast<float>(options_.composeMegapixels), largestArea);
     for (const int index : registration_.used) {
-      candidates_.push_back({index, {}, registration_.images[at(index)].camera});
+      candidates_.push_back({index, {}, registration_.images[at(index)].camera, 0, 0});
     }
     reduced_.resize(candidates_.size());
     const bool withPixels = options_.seams != Seams::none;
@@ -140,6 +147,8 @@ class Planner {
         const cv::Mat image = images_.read(candidate.index);
         candidate.size = image.size();
         requireSize(registered, candidate.size, ratio);
+        candidate.channels = image.channels();
+        candidate.hash = withHashes_ ? hashOf(image) : 0;
         reduced_[at(c)] = composition::reducedForSeams(image, scaler_.seamScale);
       } else {
         candidate.size = images_.size(candidate.index);
@@ -245,10 +254,13 @@ class Planner {
     plan_.images.resize(candidates_.size());
     for (std::size_t c = 0; c < candidates_.size(); ++c) {
       plan_.images[c].index = candidates_[c].index;
+      plan_.images[c].name = images_.name(candidates_[c].index);
+      plan_.images[c].hash = candidates_[c].hash;
       plan_.images[c].sourceSize = candidates_[c].size;
       plan_.images[c].seamFootprint = footprints[c];
     }
     plan_.seamScale = scaler_.seamScale;
+    plan_.channels = candidates_.front().channels;
   }
 
   /// Wide views are stretched so much that less resolution shows as much of them.
@@ -372,6 +384,7 @@ class Planner {
   const Registration& registration_;
   const ImageSource& images_;
   const PlanOptions& options_;
+  bool withHashes_;
   const Progress& progress_;
   std::vector<Candidate> candidates_;
   std::vector<cv::Mat> reduced_;  ///< per candidate, at seam scale
@@ -384,9 +397,10 @@ class Planner {
 MontagePlan planSource(const Registration& registration,
                        const ImageSource& images,
                        const PlanOptions& options,
+                       bool withHashes,
                        const Progress& progress) {
   const ORV::Common::Platform::CpuOnly cpuOnly;
-  return Planner(registration, images, options, progress).run();
+  return Planner(registration, images, options, withHashes, progress).run();
 }
 
 MontagePlan planMontage(const Registration& registration,
@@ -401,7 +415,7 @@ MontagePlan planMontage(const Registration& registration,
   }
   MontagePlan plan;
   try {
-    plan = planSource(registration, images, options, progress);
+    plan = planSource(registration, images, options, true, progress);
   } catch (const cv::Exception& error) {
     if (error.code != cv::Error::StsOutOfRange) {
       throw;

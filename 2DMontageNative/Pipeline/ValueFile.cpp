@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "Pipeline/ValueFile.h"
 
+#include "Pipeline/PartFile.h"
+
 #include <cstdint>
 #include <fstream>
-#include <random>
 #include <sstream>
 #include <system_error>
 #include <utility>
@@ -19,13 +20,6 @@ constexpr int kDeepestJson = 32;
 
 /// Deflate makes nothing smaller than this.
 constexpr std::uint64_t kBestCompression = 1040;
-
-fs::path temporaryNameFor(const fs::path& file) {
-  std::random_device random;
-  std::ostringstream suffix;
-  suffix << ".part" << std::hex << random() << random();
-  return fs::path(file).concat(suffix.str());
-}
 
 /// Whether brackets outside of strings are nested too deep for a parser.
 bool isTooDeep(const std::string& text) {
@@ -69,22 +63,9 @@ std::string lineAt(const std::string& bytes, std::size_t& at) {
 }  // namespace
 
 void writeWhole(const fs::path& file, const std::string& bytes) {
-  const fs::path temporary = temporaryNameFor(file);
-  std::ofstream stream(temporary, std::ios::binary);
-  if (!stream) {
-    throw FileError(file, "it cannot be opened for writing");
-  }
-  stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  stream.close();
-  std::error_code error;
-  if (stream) {
-    fs::rename(temporary, file, error);
-  }
-  if (!stream || error) {
-    std::error_code ignored;
-    fs::remove(temporary, ignored);
-    throw FileError(file, error ? error.message() : "writing failed; is the disk full?");
-  }
+  PartFile part(file);
+  part.append(bytes.data(), bytes.size());
+  part.finish();
 }
 
 std::string readWhole(const fs::path& file) {

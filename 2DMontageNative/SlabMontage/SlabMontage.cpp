@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <iostream>
 #include <limits>
 #include <utility>
@@ -76,7 +77,7 @@ void warnOfDroppedImages(const ::montage::Registration& registration, const char
   options.seamMegapixels = request.seamMegapixels;
   options.composeMegapixels = request.composeMegapixels;
   options.maxMegapixels = std::numeric_limits<double>::infinity();
-  return ::montage::planSource(registration, slabOf(request, 0), options, {});
+  return ::montage::planSource(registration, slabOf(request, 0), options, false, {});
 }
 
 /// Top-left corners of the warped images at composition scale; without slabs nothing brings them
@@ -106,7 +107,9 @@ void report(const ::montage::MontagePlan& plan,
 void composeSlabs(::montage::MontagePlan plan, const Request& request, const Outputs& outputs) {
   std::vector<cv::Mat> montages;
   if (request.slabCount > 0) {
-    ::montage::Composer composer(std::move(plan));
+    ::montage::ComposeOptions options;
+    options.memoryBytes = std::numeric_limits<std::uint64_t>::max();  // the caller has them all
+    ::montage::Composer composer(std::move(plan), options);
     for (int slab = 0; slab < request.slabCount; ++slab) {
       montages.push_back(composer.compose(slabOf(request, slab)));
     }

@@ -22,6 +22,7 @@ enum class ExitCode {
   NoCorrection = 7,
   NoPreview = 8,
   NotShowable = 9,
+  NoRoom = 10,
   Interrupted = 130,  // 128 + the number of the signal, as shells have it
   Terminated = 143,
 };
@@ -32,7 +33,7 @@ struct ExitCodeMeaning {
 };
 
 /// Every exit code with its sentence, for the help text.
-inline constexpr std::array<ExitCodeMeaning, 12> kExitCodes = {{
+inline constexpr std::array<ExitCodeMeaning, 13> kExitCodes = {{
     {ExitCode::Success, "success"},
     {ExitCode::InternalError, "internal error or out of memory"},
     {ExitCode::Usage, "wrong usage: an option, a value or a combination is not possible"},
@@ -43,6 +44,8 @@ inline constexpr std::array<ExitCodeMeaning, 12> kExitCodes = {{
     {ExitCode::NoCorrection, "no correction: the content is missing, cut off or broken"},
     {ExitCode::NoPreview, "the result is written, but its preview could not be made"},
     {ExitCode::NotShowable, "no montage: it would be too large, or no plane can show it"},
+    {ExitCode::NoRoom,
+     "no montage: it takes more memory or disk space than there is or is allowed"},
     {ExitCode::Interrupted, "stopped by Ctrl-C; nothing is written"},
     {ExitCode::Terminated, "stopped by SIGTERM; nothing is written"},
 }};

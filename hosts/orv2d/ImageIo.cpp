@@ -120,6 +120,11 @@ bool isJpegName(const fs::path& path) {
   return format != nullptr && format->maxSide == kJpegMaxSide;
 }
 
+bool isTiffName(const fs::path& path) {
+  const Format* format = formatOf(path);
+  return format != nullptr && format->maxBytes == kTiffMaxBytes;
+}
+
 void requireFormatHolds(cv::Size size, int channels, const fs::path& target) {
   const Format& format = *formatOf(target);
   const std::string text = std::to_string(size.width) + " x " + std::to_string(size.height);
@@ -133,6 +138,21 @@ void requireFormatHolds(cv::Size size, int channels, const fs::path& target) {
   if (bytes > format.maxBytes) {
     unwritable(target,
                text + " pixels exceed the format's limit of 4 GiB; use PNG or a lower resolution");
+  }
+}
+
+void requireDiskSpace(const std::filesystem::path& target, std::uint64_t bytes) {
+  std::error_code error;
+  const std::filesystem::path folder = target.parent_path().empty() ? "." : target.parent_path();
+  const std::filesystem::space_info space = std::filesystem::space(folder, error);
+  if (!error && space.available < bytes) {
+    const auto megabytes = [](std::uint64_t count) {
+      constexpr std::uint64_t kMegabyte = 1000000;
+      return std::to_string(count / kMegabyte) + " MB";
+    };
+    throw HostError(ExitCode::NoRoom,
+                    inQuotes(target) + " may take up to " + megabytes(bytes) +
+                        ", but its disk has " + megabytes(space.available) + " free");
   }
 }
 

@@ -6,6 +6,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -30,12 +31,17 @@ void requireImageFormat(const std::filesystem::path& path);
 /// Whether `requireImageFormat` accepts the name.
 bool hasImageFormat(const std::filesystem::path& path);
 
-/// Whether the name is that of a JPEG.
+/// Whether the name is that of a JPEG, or of a TIFF.
 bool isJpegName(const std::filesystem::path& path);
+bool isTiffName(const std::filesystem::path& path);
 
 /// Throws `HostError` (output not writable) if the format of the name of `target` cannot hold a
 /// picture of `size` pixels and `channels` samples each.
 void requireFormatHolds(cv::Size size, int channels, const std::filesystem::path& target);
+
+/// Throws `HostError` (no room) with the numbers if the disk of `target` has less than so many bytes
+/// free.
+void requireDiskSpace(const std::filesystem::path& target, std::uint64_t bytes);
 
 constexpr int kJpegQuality = 95;
 

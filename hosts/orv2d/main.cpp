@@ -59,6 +59,7 @@ ExitCode run(int argc, char** argv) {
   app.formatter(std::make_shared<orv2d::HelpFormat>());  // the commands inherit it
   orv2d::MontageSettings montage;
   orv2d::MontageSettings registration;
+  orv2d::MontageSettings planning;
   orv2d::MontageSettings composition;
   orv2d::MontageSettings inspection;
   orv2d::CorrectSettings correction;
@@ -67,12 +68,15 @@ ExitCode run(int argc, char** argv) {
     const std::vector<std::string>& images;
     std::function<ExitCode()> run;
   };
-  const std::array<Command, 5> commands = {{{orv2d::addMontageCommand(app, montage),
+  const std::array<Command, 6> commands = {{{orv2d::addMontageCommand(app, montage),
                                              montage.images,
                                              [&] { return orv2d::montageCommand(montage); }},
                                             {orv2d::addRegisterCommand(app, registration),
                                              registration.images,
                                              [&] { return orv2d::registerCommand(registration); }},
+                                            {orv2d::addPlanCommand(app, planning),
+                                             planning.images,
+                                             [&] { return orv2d::planCommand(planning); }},
                                             {orv2d::addComposeCommand(app, composition),
                                              composition.images,
                                              [&] { return orv2d::composeCommand(composition); }},

@@ -151,9 +151,10 @@ class FileSource : public ImageSource {
 
 /// Takes a montage in parts, as they are finished.
 ///
-/// One begin(), then write() for rectangles that cover the picture once in raster order (from top
-/// to bottom, from left to right), then finish(). All calls come from the thread that composes.
-/// After an exception finish() is not called, and the sink drops what it has.
+/// One begin(), then write() for rectangles that cover the picture once, then finish(). The
+/// rectangles come in raster order (from top to bottom, from left to right) unless the sink takes
+/// them in any. All calls come from the thread that composes. After an exception finish() is not
+/// called, and the sink drops what it has.
 class MontageSink {
  public:
   MontageSink() = default;
@@ -166,6 +167,9 @@ class MontageSink {
   /// @param[in] pixels  of the area's size; valid during the call only.
   virtual void write(const cv::Rect& area, const cv::Mat& pixels) = 0;
   virtual void finish() {}
+
+  /// Whether the rectangles may come in any order, of any sizes and places.
+  [[nodiscard]] virtual bool takesAnyOrder() const { return false; }
 };
 
 /// A montage in memory.
@@ -175,6 +179,7 @@ class MatSink : public MontageSink {
   void write(const cv::Rect& area, const cv::Mat& pixels) override {
     pixels.copyTo(picture_(area));
   }
+  [[nodiscard]] bool takesAnyOrder() const override { return true; }
   [[nodiscard]] const cv::Mat& picture() const { return picture_; }
 
  private:

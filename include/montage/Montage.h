@@ -33,5 +33,6 @@
 #include "montage/Options.h"
 #include "montage/Progress.h"
 #include "montage/Registration.h"
+#include "montage/TiffSink.h"
 
 #endif  // ORV_MONTAGE_APPLICATION_MONTAGE_H

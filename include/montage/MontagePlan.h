@@ -36,10 +36,12 @@ enum class PlanStatus {
 /// One image of a montage. The montage plane is at unit distance of the cameras; its pixels are
 /// counted from the point that the common frame looks at, to the right and down.
 struct PlannedImage {
-  int index = 0;        ///< in the source
-  cv::Size sourceSize;  ///< full resolution
-  Camera camera;        ///< composition resolution, single precision
-  cv::Rect footprint;   ///< box around the warped image on the plane, composition resolution
+  int index = 0;           ///< in the source
+  std::string name;        ///< that the source gives it
+  std::uint64_t hash = 0;  ///< of size, channels and pixels; 0: unknown
+  cv::Size sourceSize;     ///< full resolution
+  Camera camera;           ///< composition resolution, single precision
+  cv::Rect footprint;      ///< box around the warped image on the plane, composition resolution
   /// The same at seam resolution, where gains and seams were found.
   cv::Rect seamFootprint;
   cv::Mat seamMask;  ///< `CV_8UC1`, at seam resolution, 0 or 255; empty without seams
@@ -55,8 +57,11 @@ struct LeftOutImage {
 struct Estimate {
   std::uint64_t pixels = 0;        ///< of the montage
   std::uint64_t montageBytes = 0;  ///< its samples, uncompressed
-  std::uint64_t memoryBytes = 0;  ///< at the peak: images, masks, weights and the montage in memory
-  double seconds = 0.0;           ///< on this machine, without reading and writing files
+  /// Of memory at the peak, if all is held at once: images, masks, weights and the montage.
+  std::uint64_t memoryBytes = 0;
+  /// Of memory at the peak, if it is made in strips that are written as they are finished.
+  std::uint64_t leastMemoryBytes = 0;
+  double seconds = 0.0;  ///< on this machine, without reading and writing files
 };
 
 struct MontagePlan {
@@ -70,11 +75,12 @@ struct MontagePlan {
   std::vector<PlannedImage> images;   ///< in the order in which they are blended
   std::vector<LeftOutImage> leftOut;  ///< used by the registration, but not to be shown
   int sourceCount = 0;                ///< images that a slab must have
-  double seamScale = 1.0;             ///< seam / full resolution
-  double composeScale = 1.0;          ///< composition / full resolution
-  double planeScale = 1.0;            ///< pixels of the montage per unit of the plane
-  int bands = 0;                      ///< of multi-band blending
-  PlanOptions options;                ///< that it was made with
+  int channels = 0;  ///< of the montage of the slab that was planned; 0: its images were not read
+  double seamScale = 1.0;     ///< seam / full resolution
+  double composeScale = 1.0;  ///< composition / full resolution
+  double planeScale = 1.0;    ///< pixels of the montage per unit of the plane
+  int bands = 0;              ///< of multi-band blending
+  PlanOptions options;        ///< that it was made with
   Estimate estimate;
 
   /// Where a pixel of source image `index` (full resolution) lies in the montage.

@@ -161,7 +161,7 @@ struct PlanOptions {
   /// Bring every montage to one brightness; such a montage has no windows.
   bool normaliseBrightness = false;
   /// Larger montages are refused, > 0.
-  double maxMegapixels = 2000.0;
+  double maxMegapixels = 20000.0;
 };
 
 /// The options of the two steps for a pipeline.

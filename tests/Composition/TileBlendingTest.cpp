@@ -129,7 +129,8 @@ TEST_P(TileBlendingOfKind, GivesTheBytesOfOpenCvsBlender) {
 TEST_P(TileBlendingOfKind, NeedsNothingBeyondItsReach) {
   cv::RNG random(0xabc);
   const cv::Size size(700, 600);
-  const int reach = makeTileBlending(blendOptionsOf(GetParam()).value(), {}, size)->reach();
+  const int reach =
+      makeTileBlending(blendOptionsOf(GetParam()).value(), std::vector<cv::Rect>(), size)->reach();
   for (int round = 0; round < 4; ++round) {
     std::vector<FedImage> images;
     for (const int x : {-350, 0}) {
@@ -158,20 +159,21 @@ TEST(WantedCells, HoldAllWithinReachOfTheMaskAndLittleMore) {
   for (const int reach : {0, 1, 31, 32, 33, 70}) {
     for (int round = 0; round < 8; ++round) {
       const cv::Size footprint(random.uniform(1, 400), random.uniform(1, 400));
-      cv::Mat mask = cv::Mat::zeros(footprint - cv::Size(footprint.width / 9, 0), CV_8UC1);
+      const cv::Point offset(kCell * random.uniform(0, 1 + footprint.width / 2 / kCell), 0);
+      cv::Mat mask = cv::Mat::zeros(footprint - cv::Size(offset.x, 0), CV_8UC1);
       for (int dot = 0; dot < 2; ++dot) {
         mask.at<uchar>(random.uniform(0, mask.rows), random.uniform(0, mask.cols)) = 1;
       }
       cv::Mat wanted, reached = cv::Mat::zeros(footprint, CV_8UC1);
-      mask.copyTo(reached(cv::Rect({}, mask.size())));
+      mask.copyTo(reached(cv::Rect(offset, mask.size())));
       cv::dilate(reached, reached, cv::Mat::ones(2 * reach + 1, 2 * reach + 1, CV_8U));
-      const cv::Mat cells = wantedCells(mask, footprint, reach);
+      const cv::Mat cells = wantedCells(mask, offset, footprint, reach);
       cv::resize(cells, wanted, {}, kCell, kCell, cv::INTER_NEAREST);
       wanted = wanted(cv::Rect({}, footprint));
       EXPECT_EQ(cv::countNonZero(reached & (wanted == 0)), 0) << footprint << " reach " << reach;
       const int further = 2 * (reach + 2 * kCell) + 1;
       cv::dilate(mask, reached, cv::Mat::ones(further, further, CV_8U));
-      EXPECT_EQ(cv::countNonZero(wanted(cv::Rect({}, mask.size())) & (reached == 0)), 0);
+      EXPECT_EQ(cv::countNonZero(wanted(cv::Rect(offset, mask.size())) & (reached == 0)), 0);
     }
   }
 }

@@ -97,7 +97,7 @@ TEST(SavedValues, DamagedOrForeignFilesAreRefused) {
   flipped[flipped.size() - 20] = static_cast<char>(flipped[flipped.size() - 20] ^ 4);
   expectRefused(flipped, "checksum", true);
   expectRefused(json, "not a file of the kind 'plan'", true);
-  expectRefused(replaced(plan, "plan 1", "plan 7"), "newer", true);
+  expectRefused(replaced(plan, "plan 2", "plan 7"), "newer", true);
   EXPECT_THROW(loadPlan(folder / "missing"), FileError);
   EXPECT_THROW(save(registration, folder / "no" / "such.json"), FileError);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 3);

@@ -138,6 +138,36 @@ TEST_F(MontageHost, RegisteringAndComposingIsTheSameAsBothAtOnce) {
   EXPECT_EQ(image("inverse.png").size(), image("all.png").size());
 }
 
+TEST_F(MontageHost, TiledMontagesHaveThePixelsOfPlainOnes) {
+  const std::string views = writeViews(3);
+  ASSERT_EQ(run("register " + views + "-o r.json").exitCode, 0);
+  const std::string command = "compose r.json --quiet " + views;
+  for (const std::string options : {"", "--background transparent --crop content "}) {
+    ASSERT_EQ(run(command + "-o plain.png " + options).exitCode, 0);
+    ASSERT_EQ(run(command + "-o drawn.tif --overlay marks.tif --tiles " + options).exitCode, 0);
+    ASSERT_EQ(run(command + views + "--slabs 2 -o slab%d.tif --report t.json --pyramid --bigtiff " +
+                  options)
+                  .exitCode,
+              0);
+    for (const std::string name : {"drawn.tif", "slab0.tif", "slab1.tif"}) {
+      EXPECT_EQ(cv::norm(image(name), image("plain.png"), cv::NORM_INF), 0.0) << name << options;
+    }
+    EXPECT_EQ(bytes("slab0.tif").substr(0, 3), "II\x2B") << "a BigTIFF";
+    std::vector<cv::Mat> levels;
+    cv::imreadmulti(path("slab0.tif").string(), levels, cv::IMREAD_UNCHANGED);
+    ASSERT_EQ(levels.size(), 2U);
+    EXPECT_EQ(json("t.json")["montages"][1]["channels"], image("plain.png").channels());
+  }
+  ASSERT_EQ(run(command + "-o small.tif --compression jpeg --quality 60").exitCode, 0);
+  EXPECT_LT(bytes("small.tif").size(), bytes("slab0.tif").size() / 4);
+
+  const std::set<std::string> before = files();
+  const RunResult full = run(command + "-o full.tif --compression none", 300);
+  EXPECT_EQ(full.exitCode, 6);
+  EXPECT_THAT(full.errorLines, ElementsAre(HasSubstr("cannot write 'full.tif': writing failed")));
+  EXPECT_EQ(files(), before);
+}
+
 TEST_F(MontageHost, ADryRunSaysWhatAMontageWouldBeAndWritesNothing) {
   const std::string views = writeViews(2);
   const std::set<std::string> before = files();

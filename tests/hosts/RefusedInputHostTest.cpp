@@ -207,6 +207,11 @@ TEST_F(RefusedInput, OutputsThatCannotBe) {
   expectRefused(montage + "out.png --overlay marks.txt", kUsage, "'marks.txt'");
   expectRefused(montage + "out.jpg --background transparent", kUsage, "cannot be transparent");
   expectRefused(montage + "out.png --quality 50", kUsage, "'out.png' is none");
+  expectRefused(montage + "out.png --pyramid", kUsage, "'out.png' is none");
+  expectRefused(montage + "out.tif --compression jpeg --background transparent",
+                kUsage,
+                "cannot be transparent");
+  expectRefused(montage + "out.tif --tiles --quality 50", kUsage, "'out.tif' is none");
   expectRefused(montage + "./b.png", kUsage, "input");
   expectRefused(montage + "out.png --report a.png", kUsage, "input");
   expectRefused(montage + "out.png --overlay ./out.png", kUsage, "two outputs");

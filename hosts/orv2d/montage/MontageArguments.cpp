@@ -3,7 +3,9 @@
 
 #include "Checks.h"
 
+#include <array>
 #include <string>
+#include <vector>
 
 namespace orv2d {
 namespace {
@@ -96,6 +98,57 @@ void addSeamsAndBlending(CLI::App& command, MontageSettings& settings) {
   command.add_flag("--no-blend", settings.noBlend, "Let later images cover earlier ones");
 }
 
+/// What a plan fixes.
+const std::array<const char*, 11> kPlanChoices = {"--pipeline",
+                                                  "--seam-mp",
+                                                  "--compose-mp",
+                                                  "--seams",
+                                                  "--no-blend",
+                                                  "--crop",
+                                                  "--background",
+                                                  "--straighten",
+                                                  "--max-size",
+                                                  "--report",
+                                                  "--overlay"};
+
+/// Notes which options of planning are given.
+void notePlanChoices(CLI::App& command, MontageSettings& settings) {
+  command.parse_complete_callback([&command, &settings] {
+    for (const char* const name : kPlanChoices) {
+      if (command.count(name) > 0) {
+        settings.planChoices.emplace_back(name);
+      }
+    }
+    if (command.count("--dry-run") > 0) {
+      settings.planChoices.emplace_back("--dry-run");
+    }
+  });
+}
+
+void addWindow(CLI::App& command, MontageSettings& settings) {
+  command
+      .add_option_function<std::vector<int>>(
+          "--window",
+          [&settings](const std::vector<int>& numbers) {
+            settings.window = cv::Rect(numbers[0], numbers[1], numbers[2], numbers[3]);
+          },
+          "Compose this part of the montage only: from X, Y so many pixels")
+      ->delimiter(',')
+      ->expected(4)
+      ->type_name("X,Y,WIDTH,HEIGHT")
+      ->check(CLI::Range(0, 1 << 20));
+}
+
+void addMemory(CLI::App& command, MontageSettings& settings) {
+  command
+      .add_option("--max-memory",
+                  settings.maxMemory,
+                  "Memory that may be taken, such as 800M or 3G (10^9 bytes); refused if that "
+                  "cannot do [60 % of what is free]")
+      ->transform(CLI::AsSizeValue(true))
+      ->option_text("SIZE");
+}
+
 void addFraming(CLI::App& command, MontageSettings& settings) {
   command
       .add_option("--crop",
@@ -118,6 +171,20 @@ void addFraming(CLI::App& command, MontageSettings& settings) {
       ->check(CLI::Range(1e-6, 1e9).description("MEGAPIXELS"));
 }
 
+void addTiff(CLI::App& command, MontageSettings& settings) {
+  command.add_flag(
+      "--tiles", settings.tiles, "Write a TIFF in tiles, while it is composed: for any size");
+  command
+      .add_option("--compression",
+                  settings.compression,
+                  "Of a tiled TIFF: deflate loses nothing, jpeg has --quality [deflate]")
+      ->check(CLI::IsMember({"deflate", "jpeg", "none"}));
+  command.add_flag("--pyramid",
+                   settings.pyramid,
+                   "A tiled TIFF that also holds 1/2, 1/4, ... of the resolution");
+  command.add_flag("--bigtiff", settings.bigTiff, "A tiled TIFF with 64-bit offsets at any size");
+}
+
 /// What `montage` and `compose` have in common.
 void addComposing(CLI::App& command, MontageSettings& settings) {
   command
@@ -129,8 +196,10 @@ void addComposing(CLI::App& command, MontageSettings& settings) {
   addPipeline(command, settings);
   addSeamsAndBlending(command, settings);
   addFraming(command, settings);
-  command.add_option("--quality", settings.quality, "Quality of JPEG files, 1 to 100 [95]")
+  command.add_option("--quality", settings.quality, "Quality of JPEG, 1 to 100 [95]")
       ->check(CLI::Range(1, 100));
+  addTiff(command, settings);
+  addMemory(command, settings);
   command.add_flag(
       "--dry-run", settings.dryRun, "Say size, memory and which images, and write nothing");
   addGrey(command, settings);
@@ -179,14 +248,34 @@ CLI::App* addRegisterCommand(CLI::App& app, MontageSettings& settings) {
 CLI::App* addComposeCommand(CLI::App& app, MontageSettings& settings) {
   CLI::App& command =
       *app.add_subcommand("compose", "Make the montage of images that are registered");
-  addFile(command, "FILE", settings.registration, "Registration, of orv2d register")->required();
+  addFile(command, "FILE", settings.registration, "Of orv2d register or orv2d plan")->required();
   addImages(command,
             settings,
             "The images, or others in register with them, as many as were registered; slab after "
-            "slab. None: those that the registration names");
+            "slab. None: those that FILE names");
   addMontageFiles(command, settings);
+  addWindow(command, settings);
   command.option_defaults()->always_capture_default();
   addComposing(command, settings);
+  notePlanChoices(command, settings);
+  return &command;
+}
+
+CLI::App* addPlanCommand(CLI::App& app, MontageSettings& settings) {
+  CLI::App& command = *app.add_subcommand(
+      "plan", "Lay out the montage of images that are registered, and save that");
+  addFile(command, "FILE", settings.registration, "Registration, of orv2d register")->required();
+  addImages(command,
+            settings,
+            "The images, or others in register with them, as many as were registered. None: those "
+            "that the registration names");
+  addFile(command, "-o,--output", settings.output, "Plan to write")->required();
+  command.option_defaults()->always_capture_default();
+  addPipeline(command, settings);
+  addSeamsAndBlending(command, settings);
+  addFraming(command, settings);
+  addGrey(command, settings);
+  addQuiet(command, settings);
   return &command;
 }
 

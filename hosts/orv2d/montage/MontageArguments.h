@@ -13,6 +13,7 @@ namespace orv2d {
 /// Add a command to `app`; parsing fills `settings`, which must outlive the parsing.
 CLI::App* addMontageCommand(CLI::App& app, MontageSettings& settings);
 CLI::App* addRegisterCommand(CLI::App& app, MontageSettings& settings);
+CLI::App* addPlanCommand(CLI::App& app, MontageSettings& settings);
 CLI::App* addComposeCommand(CLI::App& app, MontageSettings& settings);
 CLI::App* addInspectCommand(CLI::App& app, MontageSettings& settings);
 

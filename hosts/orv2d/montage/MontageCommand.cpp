@@ -12,8 +12,10 @@
 #include "montage/Notes.h"
 #include "montage/Overlay.h"
 #include "montage/PairsArgument.h"
+#include "montage/Planning.h"
+#include "montage/RegisteredImages.h"
 #include "montage/RegistrationFiles.h"
-#include "montage/SlabNames.h"
+#include "montage/SlabWriter.h"
 #include "report/Measure.h"
 
 #include <iostream>
@@ -37,7 +39,8 @@ class MontageRun {
         settings_(std::move(settings)),
         loaded_(std::move(loaded)),
         progress_(settings_.quiet),
-        firstSlab_(settings_.imagesOfSlab(0), settings_.grey) {
+        firstSlab_(settings_.imagesOfSlab(0), settings_.grey),
+        writer_(settings_, inputs(), outputs_) {
     firstSlab_.expect(std::move(expected));
     planOutputs();
   }
@@ -55,14 +58,13 @@ class MontageRun {
   }
 
  private:
+  [[nodiscard]] std::vector<fs::path> inputs() const;
   void planOutputs();
   void makeMontages();
   void registerFirstSlab();
   void plan();
   void composeSlabs();
-  void composeSlab(montage::Composer& composer, int slab);
   void finish();
-  void writePicture(const fs::path& path, const cv::Mat& picture);
   void stageReport();
   void stageRegistration();
   void reportFailure(const Failure& failure);
@@ -76,26 +78,26 @@ class MontageRun {
   StopSignals stopSignals_;
   ImageFiles firstSlab_;
   OutputFiles outputs_;
-  std::vector<fs::path> montageFiles_;
+  SlabWriter writer_;
   MontageOutcome outcome_;
 };
 
-void MontageRun::planOutputs() {
-  std::vector<fs::path> inputs(settings_.images.begin(), settings_.images.end());
+std::vector<fs::path> MontageRun::inputs() const {
+  std::vector<fs::path> files(settings_.images.begin(), settings_.images.end());
   if (!settings_.registration.empty()) {
-    inputs.emplace_back(settings_.registration);
+    files.emplace_back(settings_.registration);
   }
   if (namesPairsFile(settings_.pairs)) {
-    inputs.emplace_back(settings_.pairs);
+    files.emplace_back(settings_.pairs);
   }
-  montageFiles_ = slabNames(settings_.output, settings_.slabs);
-  for (const fs::path& file : montageFiles_) {
-    outputs_.plan(file, inputs);
-  }
+  return files;
+}
+
+void MontageRun::planOutputs() {
   for (const std::string& file :
        {settings_.overlay, settings_.report, settings_.saveRegistration}) {
     if (!file.empty()) {
-      outputs_.plan(file, inputs);
+      outputs_.plan(file, inputs());
     }
   }
 }
@@ -145,58 +147,17 @@ void MontageRun::registerFirstSlab() {
 
 void MontageRun::plan() {
   const Stopwatch watch;
-  try {
-    StageLine line(settings_.quiet);
-    outcome_.plan = montage::planMontage(
-        *outcome_.registration, firstSlab_, settings_.planOptions(), line.watch());
-  } catch (const std::invalid_argument& error) {  // of images that are not those registered
-    throw HostError(ExitCode::UnreadableInput, std::string("cannot use the ") + error.what());
-  }
+  outcome_.plan = makePlan(*outcome_.registration, firstSlab_, settings_);
   outcome_.times.plan = watch.seconds();
   requireShowable(*outcome_.plan, settings_);
 }
 
 void MontageRun::composeSlabs() {
-  const bool transparent = settings_.background == "transparent";
-  for (const fs::path& file : montageFiles_) {
-    requireFormatHolds(outcome_.plan->size, transparent ? 4 : 1, file);
+  SlabWriter::Draw overlay;
+  if (!settings_.overlay.empty()) {
+    overlay = [this](const cv::Mat& montage) { return overlayOf(montage); };
   }
-  montage::Composer composer(*outcome_.plan);
-  for (int slab = 0; slab < settings_.slabs; ++slab) {
-    composeSlab(composer, slab);
-  }
-}
-
-void MontageRun::composeSlab(montage::Composer& composer, int slab) {
-  const Stopwatch composing;
-  std::optional<ImageFiles> further;
-  if (slab > 0) {
-    std::vector<ExpectedImage> expected(static_cast<std::size_t>(firstSlab_.count()));
-    for (const montage::PlannedImage& image : composer.plan().images) {
-      expected[static_cast<std::size_t>(image.index)].size = image.sourceSize;
-    }
-    further.emplace(settings_.imagesOfSlab(slab), settings_.grey);
-    further->expect(std::move(expected));
-  }
-  const ImageFiles& images = further ? *further : firstSlab_;
-  cv::Mat picture;
-  {
-    StageLine line(settings_.quiet);
-    picture = composer.compose(images, line.watch());
-  }
-  outcome_.times.compose += composing.seconds();
-  outcome_.times.reading += images.readingSeconds();
-  if (const std::string note = mixedChannelsNote(images, slab); !note.empty()) {
-    printMessage(note);
-  }
-  const Stopwatch writing;
-  const fs::path& file = montageFiles_[static_cast<std::size_t>(slab)];
-  writePicture(file, picture);
-  outcome_.montages.push_back({file, picture.size(), picture.channels()});
-  if (slab == 0 && !settings_.overlay.empty()) {
-    writePicture(settings_.overlay, overlayOf(picture));
-  }
-  outcome_.times.writing += writing.seconds();
+  writer_.write(*outcome_.plan, firstSlab_, overlay, outcome_);
 }
 
 cv::Mat MontageRun::overlayOf(const cv::Mat& montage) const {
@@ -208,14 +169,6 @@ cv::Mat MontageRun::overlayOf(const cv::Mat& montage) const {
       montage,
       marks,
       settings_.preset() == montage::Preset::basic ? MarkKind::TopLeftCorner : MarkKind::Centre);
-}
-
-void MontageRun::writePicture(const fs::path& path, const cv::Mat& picture) {
-  StopSignals::check();
-  progress_.say("writing " + path.string());
-  outputs_.write(path, [&](const fs::path& target, const fs::path& file) {
-    writeImage(picture, target, file, settings_.quality.value_or(kJpegQuality));
-  });
 }
 
 void MontageRun::stageReport() {
@@ -265,29 +218,38 @@ void MontageRun::reportFailure(const Failure& failure) {
   }
 }
 
-void requireAsManyAsRegistered(const MontageSettings& settings,
-                               const montage::Registration& registration) {
-  if (static_cast<std::size_t>(settings.constituentCount()) != registration.images.size()) {
+/// A plan has fixed what the options of planning would choose.
+void requireNoPlanChoices(const MontageSettings& settings) {
+  if (!settings.planChoices.empty()) {
     throw HostError(ExitCode::Usage,
-                    counted(static_cast<std::size_t>(settings.constituentCount()), "image") +
-                        (settings.slabs > 1 ? " per slab" : "") + " given, but " +
-                        inQuotes(settings.registration) + " holds " +
-                        std::to_string(registration.images.size()));
+                    settings.planChoices.front() + " cannot be chosen for the plan " +
+                        inQuotes(settings.registration) +
+                        "; compose the registration that it was made from");
   }
 }
 
-/// The images that were registered, by the names that the registration gives them.
-std::vector<ExpectedImage> nameRegisteredImages(const montage::Registration& registration,
-                                                MontageSettings& settings) {
-  std::vector<ExpectedImage> expected;
-  for (const montage::RegisteredImage& image : registration.images) {
-    settings.images.push_back(image.name);
-    expected.push_back({image.size, image.hash});
+/// Makes the montages of a plan.
+ExitCode composePlan(MontageSettings settings) {
+  requireNoPlanChoices(settings);
+  const montage::MontagePlan plan = readPlan(settings.registration);
+  std::vector<fs::path> inputs{settings.registration};
+  std::vector<ExpectedImage> expected = takeNamedImages(plan, settings);
+  inputs.insert(inputs.end(), settings.images.begin(), settings.images.end());
+  requireWholeSlabs(settings);
+  requireAsManyAs(plan.sourceCount, settings);
+  const StopSignals stopSignals;
+  ImageFiles images(settings.imagesOfSlab(0), settings.grey);
+  images.expect(std::move(expected));
+  OutputFiles outputs;
+  SlabWriter writer(settings, inputs, outputs);
+  MontageOutcome outcome;
+  writer.write(plan, images, {}, outcome);
+  StopSignals::check();
+  outputs.commit();
+  if (!settings.quiet) {
+    printMontages(outcome, std::cout);
   }
-  for (const int used : registration.used) {
-    requireExistingFile(settings.images[static_cast<std::size_t>(used)]);
-  }
-  return expected;
+  return ExitCode::Success;
 }
 
 }  // namespace
@@ -298,7 +260,7 @@ ExitCode montageCommand(const MontageSettings& settings) {
   std::optional<montage::Registration> loaded;
   if (!settings.registration.empty()) {
     loaded = readRegistration(settings.registration);
-    requireAsManyAsRegistered(settings, *loaded);
+    requireAsManyAs(static_cast<int>(loaded->images.size()), settings);
   }
   requirePossiblePairs(settings);
   return MontageRun("montage", settings, std::move(loaded), {}).run();
@@ -307,14 +269,41 @@ ExitCode montageCommand(const MontageSettings& settings) {
 ExitCode composeCommand(const MontageSettings& given) {
   MontageSettings settings = given;
   requirePossibleOutputs(settings);
-  montage::Registration registration = readRegistration(settings.registration);
-  std::vector<ExpectedImage> expected;
-  if (settings.images.empty()) {
-    expected = nameRegisteredImages(registration, settings);
+  if (isPlanFile(settings.registration)) {
+    return composePlan(std::move(settings));
   }
+  montage::Registration registration = readRegistration(settings.registration);
+  std::vector<ExpectedImage> expected = takeNamedImages(registration, settings);
   requireWholeSlabs(settings);
-  requireAsManyAsRegistered(settings, registration);
+  requireAsManyAs(static_cast<int>(registration.images.size()), settings);
   return MontageRun("compose", settings, std::move(registration), std::move(expected)).run();
+}
+
+ExitCode planCommand(const MontageSettings& given) {
+  MontageSettings settings = given;
+  MontageOutcome outcome;
+  outcome.registration = readRegistration(settings.registration);
+  std::vector<ExpectedImage> expected = takeNamedImages(*outcome.registration, settings);
+  requireWholeSlabs(settings);
+  requireAsManyAs(static_cast<int>(outcome.registration->images.size()), settings);
+  OutputFiles outputs;
+  outputs.plan(settings.output, {settings.images.begin(), settings.images.end()});
+  const StopSignals stopSignals;
+  requireConnected(*outcome.registration, settings.pipeline);
+  ImageFiles images(settings.images, settings.grey);
+  images.expect(std::move(expected));
+  outcome.plan = makePlan(*outcome.registration, images, settings);
+  requireShowable(*outcome.plan, settings);
+  StopSignals::check();
+  writePlan(*outcome.plan, settings.output, outputs);
+  outputs.commit();
+  if (!settings.quiet) {
+    printPlan(settings, outcome, std::cout);
+  }
+  for (const std::string& note : leftOutNotes(outcome)) {
+    printMessage(note);
+  }
+  return ExitCode::Success;
 }
 
 }  // namespace orv2d

@@ -14,6 +14,9 @@ namespace orv2d {
 ExitCode montageCommand(const MontageSettings& settings);
 ExitCode composeCommand(const MontageSettings& settings);
 
+/// Saves the plan of a registration's montage.
+ExitCode planCommand(const MontageSettings& settings);
+
 }  // namespace orv2d
 
 #endif  // ORV2D_MONTAGE_COMMAND_H

@@ -13,6 +13,10 @@ Json orNull(const std::string& text) {
   return text.empty() ? Json() : Json(text);
 }
 
+Json windowJson(const std::optional<cv::Rect>& window) {
+  return window ? Json{window->x, window->y, window->width, window->height} : Json();
+}
+
 Json settingsJson(const MontageSettings& settings) {
   return {{"output", settings.output},
           {"slabs", settings.slabs},
@@ -29,6 +33,12 @@ Json settingsJson(const MontageSettings& settings) {
           {"straighten", orNull(settings.straighten)},
           {"maxSizeMp", settings.maxSizeMp},
           {"quality", settings.quality ? Json(*settings.quality) : Json()},
+          {"tiles", settings.wantsTiles()},
+          {"compression", orNull(settings.compression)},
+          {"pyramid", settings.pyramid},
+          {"bigTiff", settings.bigTiff},
+          {"maxMemory", settings.maxMemory ? Json(*settings.maxMemory) : Json()},
+          {"window", windowJson(settings.window)},
           {"tryGpu", settings.tryGpu},
           {"grey", settings.grey},
           {"overlay", orNull(settings.overlay)}};

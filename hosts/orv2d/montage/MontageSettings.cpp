@@ -29,6 +29,7 @@ using montage::Background;
 using montage::Crop;
 using montage::Preset;
 using montage::Straighten;
+using montage::TiffCompression;
 
 constexpr std::array<std::pair<const char*, Preset>, 3> kPresets = {
     {{"picture", Preset::picture}, {"basic", Preset::basic}, {"diagnostic", Preset::diagnostic}}};
@@ -38,6 +39,10 @@ constexpr std::array<std::pair<const char*, Background>, 3> kBackgrounds = {
     {{"black", Background::black},
      {"white", Background::white},
      {"transparent", Background::transparent}}};
+constexpr std::array<std::pair<const char*, TiffCompression>, 3> kCompressions = {
+    {{"none", TiffCompression::none},
+     {"deflate", TiffCompression::deflate},
+     {"jpeg", TiffCompression::jpeg}}};
 constexpr std::array<std::pair<const char*, Straighten>, 4> kStraightens = {
     {{"auto", Straighten::automatic},
      {"horizontal", Straighten::horizontal},
@@ -73,6 +78,20 @@ montage::PlanOptions MontageSettings::planOptions() const {
   return options;
 }
 
+montage::TiffOptions MontageSettings::tiffOptions() const {
+  montage::TiffOptions options;
+  options.compression =
+      compression.empty() ? options.compression : valueOf(kCompressions, compression);
+  options.quality = quality.value_or(kJpegQuality);
+  options.pyramid = pyramid;
+  options.bigTiff = bigTiff;
+  return options;
+}
+
+bool MontageSettings::lossy() const {
+  return isJpegName(output) || compression == "jpeg";
+}
+
 std::vector<std::string> MontageSettings::imagesOfSlab(int slab) const {
   const auto first = images.begin() + std::ptrdiff_t{slab} * constituentCount();
   return {first, first + constituentCount()};
@@ -94,6 +113,24 @@ void requireWholeSlabs(const MontageSettings& settings) {
   }
 }
 
+namespace {
+
+void requirePossibleTiles(const MontageSettings& settings) {
+  if (settings.wantsTiles() && !isTiffName(settings.output)) {
+    throw HostError(ExitCode::Usage,
+                    "--tiles, --compression, --pyramid and --bigtiff are for a TIFF, and " +
+                        inQuotes(settings.output) +
+                        " is none; a name that ends in .tif or .tiff is expected");
+  }
+  if (settings.compression == "jpeg" && settings.background == "transparent") {
+    throw HostError(ExitCode::Usage,
+                    "--compression jpeg cannot be transparent; choose deflate or none, or another "
+                    "--background");
+  }
+}
+
+}  // namespace
+
 void requirePossiblePairs(const MontageSettings& settings) {
   static_cast<void>(settings.registerOptions());
 }
@@ -109,7 +146,13 @@ void requirePossibleOutputs(const MontageSettings& settings) {
                         " cannot be transparent; a name that ends in .png, .tif or .tiff is "
                         "expected");
   }
-  if (settings.quality && !isJpegName(settings.output) && !isJpegName(settings.overlay)) {
+  requirePossibleTiles(settings);
+  if (settings.window && !settings.overlay.empty()) {
+    throw HostError(ExitCode::Usage, "--overlay shows the whole montage, not a --window of it");
+  }
+  const bool hasQuality =
+      isJpegName(settings.output) || isJpegName(settings.overlay) || settings.compression == "jpeg";
+  if (settings.quality && !hasQuality) {
     throw HostError(ExitCode::Usage,
                     "--quality is that of a JPEG, and " + inQuotes(settings.output) + " is none");
   }

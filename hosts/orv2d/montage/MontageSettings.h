@@ -4,7 +4,11 @@
 #ifndef ORV2D_MONTAGE_SETTINGS_H
 #define ORV2D_MONTAGE_SETTINGS_H
 
+#include <opencv2/core.hpp>
+
+#include <cstdint>
 #include <montage/Options.h>
+#include <montage/TiffSink.h>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,8 +30,15 @@ struct MontageSettings {
   std::string crop = "none";         ///< or "content" or "inner"
   std::string background = "black";  ///< or "white" or "transparent"
   std::string straighten;  ///< "auto", "horizontal", "vertical", "none"; empty: pipeline's
-  double maxSizeMp = 2000.0;
+  double maxSizeMp = 20000.0;
   std::optional<int> quality;  ///< of JPEG, 1 to 100
+  bool tiles = false;          ///< write a tiled TIFF; so do the next three
+  std::string compression;     ///< "deflate", "jpeg", "none"; empty: the default
+  bool pyramid = false;
+  bool bigTiff = false;
+  std::optional<std::uint64_t> maxMemory;  ///< bytes; none: what suits the machine
+  std::optional<cv::Rect> window;          ///< of the montage; none: all of it
+  std::vector<std::string> planChoices;    ///< options given that only matter to a plan
   bool tryGpu = false;
   bool grey = false;
   bool keepMatches = false;
@@ -43,6 +54,15 @@ struct MontageSettings {
   /// @throw HostError for pairs that do not fit the images.
   [[nodiscard]] montage::RegisterOptions registerOptions() const;
   [[nodiscard]] montage::PlanOptions planOptions() const;
+  [[nodiscard]] montage::TiffOptions tiffOptions() const;
+
+  /// Whether a tiled TIFF is asked for.
+  [[nodiscard]] bool wantsTiles() const {
+    return tiles || !compression.empty() || pyramid || bigTiff;
+  }
+
+  /// Whether the montage is written with losses, much smaller than its samples.
+  [[nodiscard]] bool lossy() const;
 
   /// Images of one slab.
   [[nodiscard]] int constituentCount() const { return static_cast<int>(images.size()) / slabs; }

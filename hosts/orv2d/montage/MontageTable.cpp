@@ -70,13 +70,18 @@ const char* colourOf(int channels) {
 
 }  // namespace
 
-void printTable(const MontageSettings& settings, const MontageOutcome& outcome, std::ostream& out) {
-  printImagesAndFigures(settings, outcome, out);
+void printMontages(const MontageOutcome& outcome, std::ostream& out) {
   for (std::size_t slab = 0; slab < outcome.montages.size(); ++slab) {
     const WrittenMontage& montage = outcome.montages[slab];
     out << "montage of slab " << slab << ": " << sizeText(montage.size) << ", "
         << colourOf(montage.channels) << ", " << escaped(montage.file.string()) << "\n";
   }
+  out << std::flush;
+}
+
+void printTable(const MontageSettings& settings, const MontageOutcome& outcome, std::ostream& out) {
+  printImagesAndFigures(settings, outcome, out);
+  printMontages(outcome, out);
   const PhaseTimes& times = outcome.times;
   out << "registration " << fixed(times.registration, 2) << " s, plan " << fixed(times.plan, 2)
       << " s, composing " << fixed(times.compose, 2) << " s, writing " << fixed(times.writing, 2)
@@ -87,10 +92,13 @@ void printTable(const MontageSettings& settings, const MontageOutcome& outcome, 
 void printPlan(const MontageSettings& settings, const MontageOutcome& outcome, std::ostream& out) {
   printImagesAndFigures(settings, outcome, out);
   const montage::Estimate& estimate = outcome.plan->estimate;
-  out << "montage: " << sizeText(outcome.plan->size) << ", " << megabytes(estimate.montageBytes)
-      << " of samples per slab\n"
-      << "composing takes up to " << megabytes(estimate.memoryBytes) << " of memory and about "
-      << fixed(estimate.seconds, 1) << " s per slab; nothing is written\n"
+  constexpr double kPixelsPerMegapixel = 1e6;
+  out << "montage: " << sizeText(outcome.plan->size) << ", "
+      << fixed(static_cast<double>(estimate.pixels) / kPixelsPerMegapixel, 1) << " megapixels, "
+      << megabytes(estimate.montageBytes) << " of samples per slab\n"
+      << "composing takes about " << fixed(estimate.seconds, 1) << " s per slab and "
+      << megabytes(estimate.memoryBytes) << " of memory; into a tiled TIFF at least "
+      << megabytes(estimate.leastMemoryBytes) << "\n"
       << std::flush;
 }
 

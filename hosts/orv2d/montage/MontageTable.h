@@ -14,6 +14,9 @@ namespace orv2d {
 /// Writes the table of images, the figures, the sizes and the times of a successful run.
 void printTable(const MontageSettings& settings, const MontageOutcome& outcome, std::ostream& out);
 
+/// Writes the sizes and files of the montages.
+void printMontages(const MontageOutcome& outcome, std::ostream& out);
+
 /// Writes the table of images and what composing would give and take.
 void printPlan(const MontageSettings& settings, const MontageOutcome& outcome, std::ostream& out);
 

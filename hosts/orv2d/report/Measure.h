@@ -5,6 +5,7 @@
 #define ORV2D_MEASURE_H
 
 #include <chrono>
+#include <cstdint>
 
 namespace orv2d {
 
@@ -22,6 +23,10 @@ class Stopwatch {
 /// Largest resident memory of the process so far, in megabytes of 10^6 bytes; 0 where the system
 /// does not tell.
 double peakMemoryMegabytes();
+
+/// Resident memory of the process, bytes, after what is free of it has been given back; 0 where the
+/// system does not tell.
+std::uint64_t residentBytes();
 
 }  // namespace orv2d
 
