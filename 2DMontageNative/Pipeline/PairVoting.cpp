@@ -45,7 +45,7 @@ std::size_t at(int index) {
 /// The strongest features of each cell of the image in turns.
 std::vector<int> spreadStrongest(const Features& features, int most) {
   constexpr int kCells = 8;  // along each side
-  std::array<int, kCells * kCells> filled{};
+  std::array<int, std::size_t{kCells} * kCells> filled{};
   std::vector<std::pair<int, int>> byRound;
   byRound.reserve(features.keypoints.size());
   for (std::size_t k = 0; k < features.keypoints.size(); ++k) {
@@ -113,7 +113,7 @@ void addPartners(int image,
   int rank = 0;
   for (const int other : ranked(votes, kFewestVotes)) {
     if (rank < kSurePartners || (rank < kMostPartners && votes[at(other)] >= kEnoughVotes)) {
-      pairs.push_back(std::minmax(image, other));
+      pairs.emplace_back(std::minmax(image, other));
     }
     ++rank;
   }

@@ -41,7 +41,7 @@ TEST(CondensedErrors, KeepTheLossesAndTheirSlopes) {
   for (std::size_t parameter = 0; parameter < at.size(); ++parameter) {
     double slope = 0.0;
     for (std::size_t error = 0; error < condensed.errors.size(); ++error) {
-      slope += condensed.errors[error] * condensed.derivatives[error * 8 + parameter];
+      slope += condensed.errors[error] * condensed.derivatives[error][parameter];
     }
     constexpr double kStep = 1e-6;
     std::array<double, 8> before = at;

@@ -58,7 +58,7 @@ class PairErrors : public ceres::CostFunction {
  private:
   [[nodiscard]] double derivative(int error, int parameter) const {
     return errors_
-        .derivatives[static_cast<std::size_t>(error * CondensedErrors::kParameters + parameter)];
+        .derivatives[static_cast<std::size_t>(error)][static_cast<std::size_t>(parameter)];
   }
 
   /// Nothing for a block that stays as it is.
