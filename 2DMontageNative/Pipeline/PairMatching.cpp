@@ -37,7 +37,7 @@ cv::Matx22d shapeAt(const cv::Matx33d& homography, const cv::Point2d& point) {
 std::vector<std::size_t> spreadInliers(const PairMatches& pair,
                                        const cv::detail::ImageFeatures& first) {
   constexpr int kCells = 16;  // along each side
-  std::array<int, kCells * kCells> filled{};
+  std::array<int, std::size_t{kCells} * kCells> filled{};
   std::vector<std::pair<int, std::size_t>> byRound;
   for (std::size_t k = 0; k < pair.matches.size() && k < pair.inliers.size(); ++k) {
     if (pair.inliers[k] != 0) {

@@ -20,7 +20,7 @@ using ORV::Common::Platform::parallelFor;
 // Of 192 features spread over an image, a tenth of its area holds some 20, half of which are found
 // again; among unrelated images four or more agree in one pair of a thousand.
 constexpr int kFewFeatures = 192;
-constexpr int kManyFeatures = 512;
+constexpr int kManyFeatures = 384;
 constexpr float kDistinct = 0.7F;  ///< nearest / second nearest distance
 
 /// Pairs with so many votes are compared, the best so many of an image.
@@ -28,11 +28,8 @@ constexpr int kEnoughVotes = 4;
 constexpr int kMostPartners = 40;
 
 /// The best so many of an image are compared also with fewer votes.
-constexpr int kSurePartners = 6;
+constexpr int kSurePartners = 8;
 constexpr int kFewestVotes = 2;
-
-/// An image with fewer partners than this searches again.
-constexpr int kLonely = 3;
 
 /// Pairs tried to connect a group, per image and in all.
 constexpr std::size_t kTriesPerImage = 6;
@@ -48,7 +45,7 @@ std::size_t at(int index) {
 /// The strongest features of each cell of the image in turns.
 std::vector<int> spreadStrongest(const Features& features, int most) {
   constexpr int kCells = 8;  // along each side
-  std::array<int, kCells * kCells> filled{};
+  std::array<int, std::size_t{kCells} * kCells> filled{};
   std::vector<std::pair<int, int>> byRound;
   byRound.reserve(features.keypoints.size());
   for (std::size_t k = 0; k < features.keypoints.size(); ++k) {
@@ -116,7 +113,7 @@ void addPartners(int image,
   int rank = 0;
   for (const int other : ranked(votes, kFewestVotes)) {
     if (rank < kSurePartners || (rank < kMostPartners && votes[at(other)] >= kEnoughVotes)) {
-      pairs.push_back(std::minmax(image, other));
+      pairs.emplace_back(std::minmax(image, other));
     }
     ++rank;
   }
@@ -149,7 +146,7 @@ std::vector<ImagePair> PairVoting::bestPairs(Watcher& watcher) {
   std::vector<int> lonely;
   for (int i = 0; i < count(); ++i) {
     addPartners(i, votes_[at(i)], pairs);
-    if (many_[at(i)].count > 0 && ranked(votes_[at(i)], kEnoughVotes).size() < kLonely) {
+    if (many_[at(i)].count > 0 && ranked(votes_[at(i)], kEnoughVotes).empty()) {
       lonely.push_back(i);
     }
   }
@@ -177,14 +174,27 @@ void PairVoting::voteAmongAll(Watcher& watcher) {
 }
 
 void PairVoting::voteWidely(const std::vector<int>& images, Watcher& watcher) {
+  for (const int i : images) {
+    wide_[at(i)].assign(few_.size(), 0);
+  }
+  const auto searchesToo = [&](int image) {
+    return std::binary_search(images.begin(), images.end(), image);
+  };
   parallelFor(0, static_cast<int>(images.size()), [&](int k) {
     const int i = images[at(k)];
-    wide_[at(i)].assign(few_.size(), 0);
     for (int j = 0; j < count(); ++j) {
       if (j % kPollEvery == 0) {
         watcher.poll();
       }
-      wide_[at(i)][at(j)] = i == j ? 0 : votesOf(many_[at(i)], many_[at(j)]);
+      const bool both = searchesToo(j);
+      if (j == i || (both && j < i)) {
+        continue;  // the other one does it
+      }
+      const std::uint16_t votes = votesOf(many_[at(i)], many_[at(j)]);
+      wide_[at(i)][at(j)] = votes;
+      if (both) {
+        wide_[at(j)][at(i)] = votes;
+      }
     }
     watcher.step();
   });
@@ -212,6 +222,8 @@ std::vector<ImagePair> PairVoting::pairsBetween(const std::vector<std::vector<in
       return wide_[at(image)].empty();
     });
   }
+  std::sort(unsearched.begin(), unsearched.end());
+  watcher.extend(static_cast<int>(unsearched.size()));
   voteWidely(unsearched, watcher);
 
   std::vector<ImagePair> pairs;

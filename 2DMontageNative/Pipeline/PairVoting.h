@@ -23,7 +23,7 @@ class PairVoting {
   /// @param[in,out] watcher  asked only.
   PairVoting(const std::vector<Features>& features, Watcher& watcher);
 
-  /// Every image with its best partners, ascending. Images that find hardly any search again with
+  /// Every image with its best partners, ascending. Images that find none search again with
   /// more features.
   /// @param[in,out] watcher  counts images.
   [[nodiscard]] std::vector<ImagePair> bestPairs(Watcher& watcher);
@@ -33,7 +33,7 @@ class PairVoting {
   ///
   /// @param[in] groups  images that are in none count as groups of one.
   /// @param[in] tried  ascending; not given again.
-  /// @param[in,out] watcher  asked only.
+  /// @param[in,out] watcher  gets a step per image that searches again.
   [[nodiscard]] std::vector<ImagePair> pairsBetween(const std::vector<std::vector<int>>& groups,
                                                     const std::vector<ImagePair>& tried,
                                                     Watcher& watcher);
@@ -44,12 +44,13 @@ class PairVoting {
 
   [[nodiscard]] int count() const { return static_cast<int>(few_.size()); }
   void voteAmongAll(Watcher& watcher);
+  /// @param[in] images  ascending.
   void voteWidely(const std::vector<int>& images, Watcher& watcher);
 
   std::vector<Panels> few_;   ///< per image, of its strongest features
   std::vector<Panels> many_;  ///< of more of them
   std::vector<Votes> votes_;  ///< per image, by few features
-  std::vector<Votes> wide_;   ///< per image, by many; empty where not searched
+  std::vector<Votes> wide_;   ///< per image, by many; empty where it has not searched
 };
 
 }  // namespace montage

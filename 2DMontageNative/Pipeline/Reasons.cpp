@@ -5,12 +5,16 @@
 #include <iomanip>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace montage {
 namespace {
 
 /// With fewer keypoints than this even an identical image would not connect reliably.
 constexpr int kFewKeypoints = 40;
+
+/// A sentence names no more images of a group.
+constexpr int kMostNames = 10;
 
 std::size_t at(int index) {
   return static_cast<std::size_t>(index);
@@ -31,10 +35,6 @@ bool wasDropped(const RegisteredPair& pair) {
          pair.verdict == PairVerdict::diverging;
 }
 
-bool touches(const RegisteredPair& pair, int image) {
-  return pair.first == image || pair.second == image;
-}
-
 int otherOf(const RegisteredPair& pair, int image) {
   return pair.first == image ? pair.second : pair.first;
 }
@@ -44,38 +44,51 @@ std::string figuresOf(const RegisteredPair& pair) {
          " matches agree, confidence " + confidenceText(pair.confidence);
 }
 
-/// Whether other images were left out because they show the same view as this one.
-bool hasTwin(const Registration& registration, int image) {
-  return std::any_of(registration.images.begin(),
-                     registration.images.end(),
-                     [&](const RegisteredImage& each) { return each.alikeTo == image; });
+/// What an image has to do with.
+struct Relations {
+  std::vector<const RegisteredPair*> pairs;
+  bool hasTwin = false;  ///< others were left out because they show the same view as this one
+};
+
+std::vector<Relations> relationsOf(const Registration& registration) {
+  std::vector<Relations> relations(registration.images.size());
+  for (const RegisteredPair& pair : registration.pairs) {
+    relations[at(pair.first)].pairs.push_back(&pair);
+    relations[at(pair.second)].pairs.push_back(&pair);
+  }
+  for (const RegisteredImage& image : registration.images) {
+    if (image.alikeTo >= 0) {
+      relations[at(image.alikeTo)].hasTwin = true;
+    }
+  }
+  return relations;
 }
 
-Verdict verdictOf(const Registration& registration, int image) {
-  const RegisteredImage& each = registration.images[at(image)];
-  const auto dropped = [&](const RegisteredPair& pair) {
-    return wasDropped(pair) && touches(pair, image);
-  };
-  if (std::any_of(registration.pairs.begin(), registration.pairs.end(), dropped)) {
+Verdict verdictOf(const RegisteredImage& image, const Relations& relations) {
+  if (std::any_of(relations.pairs.begin(), relations.pairs.end(), [](const auto* pair) {
+        return wasDropped(*pair);
+      })) {
     return Verdict::contradictory;
   }
-  if (each.group > 0 || (each.group == 0 && !hasTwin(registration, image))) {
+  if (image.group > 0 || (image.group == 0 && !relations.hasTwin)) {
     return Verdict::anotherGroup;
   }
-  return each.keypoints < kFewKeypoints ? Verdict::tooFewCorners : Verdict::noPartner;
+  return image.keypoints < kFewKeypoints ? Verdict::tooFewCorners : Verdict::noPartner;
 }
 
-std::string usedReason(const Registration& registration, int image) {
-  int partners = 0;
-  for (const RegisteredPair& pair : registration.pairs) {
-    partners += pair.verdict == PairVerdict::used && touches(pair, image) ? 1 : 0;
-  }
-  return "used, connected to " + counted(partners, "image");
+std::string usedReason(const Relations& relations) {
+  const auto partners =
+      std::count_if(relations.pairs.begin(), relations.pairs.end(), [](const auto* pair) {
+        return pair->verdict == PairVerdict::used;
+      });
+  return "used, connected to " + counted(static_cast<int>(partners), "image");
 }
 
-std::string noPartnerReason(const Registration& registration, int image) {
+std::string noPartnerReason(const Registration& registration,
+                            const Relations& relations,
+                            int image) {
   const int best = registration.images[at(image)].bestPair;
-  if (hasTwin(registration, image)) {
+  if (relations.hasTwin) {
     return "only images that show the same view connect to it";
   }
   if (best < 0) {
@@ -94,22 +107,25 @@ std::string otherGroupReason(const Registration& registration, int image) {
   for (const RegisteredImage& each : registration.images) {
     if (each.group == group) {
       ++size;
-      if (&each != &registration.images[at(image)]) {
+      if (&each != &registration.images[at(image)] && size <= kMostNames) {
         names += (names.empty() ? "" : ", ") + each.name;
       }
     }
   }
+  names += size > kMostNames ? " and others" : "";
   return "it belongs to a smaller group of " + counted(size, "image") + " (with " + names +
          "), which nothing connects to the largest";
 }
 
-std::string contradictionReason(const Registration& registration, int image) {
+std::string contradictionReason(const Registration& registration,
+                                const Relations& relations,
+                                int image) {
   std::string pairs;
-  for (const RegisteredPair& pair : registration.pairs) {
-    if (wasDropped(pair) && touches(pair, image)) {
+  for (const RegisteredPair* const pair : relations.pairs) {
+    if (wasDropped(*pair)) {
       pairs += (pairs.empty() ? "" : "; ") +
-               ("with " + registration.images[at(otherOf(pair, image))].name) + ": " +
-               sentenceOf(pair.verdict);
+               ("with " + registration.images[at(otherOf(*pair, image))].name) + ": " +
+               sentenceOf(pair->verdict);
     }
   }
   return "its pairs contradict those of the other images (" + pairs + ")";
@@ -127,21 +143,21 @@ void findBestPairs(Registration& registration) {
   }
 }
 
-std::string reasonOf(const Registration& registration, int image) {
+std::string reasonOf(const Registration& registration, const Relations& relations, int image) {
   const RegisteredImage& each = registration.images[at(image)];
   switch (each.verdict) {
     case Verdict::used:
-      return usedReason(registration, image);
+      return usedReason(relations);
     case Verdict::unreadable:
       return each.reason;
     case Verdict::tooFewCorners:
       return "only " + counted(each.keypoints, "corner") + " found in it";
     case Verdict::noPartner:
-      return noPartnerReason(registration, image);
+      return noPartnerReason(registration, relations, image);
     case Verdict::anotherGroup:
       return otherGroupReason(registration, image);
     case Verdict::contradictory:
-      return contradictionReason(registration, image);
+      return contradictionReason(registration, relations, image);
     case Verdict::tooAlike:
       return "it shows the same view as " + registration.images[at(each.alikeTo)].name;
   }
@@ -155,18 +171,20 @@ void giveVerdicts(const std::map<int, int>& alike, Registration& registration) {
     registration.images[at(image)].verdict = Verdict::tooAlike;
     registration.images[at(image)].alikeTo = twin;
   }
+  const std::vector<Relations> relations = relationsOf(registration);
   for (std::size_t i = 0; i < registration.images.size(); ++i) {
     RegisteredImage& image = registration.images[i];
     if (image.verdict != Verdict::used && image.verdict != Verdict::tooAlike) {
-      image.verdict = verdictOf(registration, static_cast<int>(i));
+      image.verdict = verdictOf(image, relations[i]);
     }
   }
 }
 
 void giveReasons(Registration& registration) {
   findBestPairs(registration);
+  const std::vector<Relations> relations = relationsOf(registration);
   for (std::size_t i = 0; i < registration.images.size(); ++i) {
-    registration.images[i].reason = reasonOf(registration, static_cast<int>(i));
+    registration.images[i].reason = reasonOf(registration, relations[i], static_cast<int>(i));
   }
 }
 

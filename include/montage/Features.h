@@ -87,8 +87,8 @@ MONTAGE_API double featureScale(const std::vector<cv::Size>& sizes, const Featur
 ///
 /// The automatic choice lets more than 20 images vote: a few hundred of the strongest features of
 /// each, spread over it, are searched for among those of every other one; an image is compared with
-/// those in which it finds the most of them again. Images that find too little search once more, with
-/// more features. The choice draws no random numbers and does not depend on the number of threads.
+/// those in which it finds the most of them again. Images that find none search once more, with more
+/// features. The choice draws no random numbers and does not depend on the number of threads.
 ///
 /// @param[in] features  one per image; those without keypoints are in no pair. All but the automatic
 ///   choice look at nothing else of them.

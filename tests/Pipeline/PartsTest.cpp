@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Parts of the pipeline against closed forms and plain loops.
 #include "Pipeline/Crop.h"
+#include "Registration/Cameras/RayDifferences.h"
 #include "Registration/NormalEquations.h"
 #include "Registration/PatchAlignment.h"
 #include "support/SyntheticScene.h"
@@ -11,6 +12,47 @@ namespace {
 
 using namespace ORV::TestSupport;
 namespace stages = ORV::Common::Algorithms::Montage::Registration;
+
+TEST(CondensedErrors, KeepTheLossesAndTheirSlopes) {
+  cv::RNG random(6);
+  std::vector<stages::PointPair> points;
+  for (int i = 0; i < 40; ++i) {
+    const cv::Point2d point(random.uniform(-300.0, 300.0), random.uniform(-200.0, 200.0));
+    points.push_back({point, point + cv::Point2d(random.gaussian(1.0), random.gaussian(1.0))});
+  }
+  constexpr double kLossScale = 0.7;
+  std::array<double, 8> at = {1.25, 0.02, -0.01, 0.004, 1.2, 0.0, 0.0, 0.0};
+  const auto errorsAt = [&](const std::array<double, 8>& p, bool withDerivatives) {
+    return stages::condensedErrors(points,
+                                   {p[0], {p[1], p[2], p[3]}},
+                                   {p[4], {p[5], p[6], p[7]}},
+                                   kLossScale,
+                                   withDerivatives);
+  };
+  const auto costOf = [](const stages::CondensedErrors& condensed) {
+    double squares = 0.0;
+    for (const double error : condensed.errors) {
+      squares += error * error;
+    }
+    return squares / 2;
+  };
+  const stages::CondensedErrors condensed = errorsAt(at, true);
+  EXPECT_NEAR(costOf(condensed), costOf(errorsAt(at, false)), 1e-9);
+  for (std::size_t parameter = 0; parameter < at.size(); ++parameter) {
+    double slope = 0.0;
+    for (std::size_t error = 0; error < condensed.errors.size(); ++error) {
+      slope += condensed.errors[error] * condensed.derivatives[error][parameter];
+    }
+    constexpr double kStep = 1e-6;
+    std::array<double, 8> before = at;
+    std::array<double, 8> after = at;
+    before[parameter] -= kStep;
+    after[parameter] += kStep;
+    const double expected =
+        (costOf(errorsAt(after, false)) - costOf(errorsAt(before, false))) / (2 * kStep);
+    EXPECT_NEAR(slope, expected, 1e-3 * std::max(1.0, std::abs(expected))) << parameter;
+  }
+}
 
 TEST(LargestRectangle, EqualsTryingAll) {
   cv::RNG random(2);

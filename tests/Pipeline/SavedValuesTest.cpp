@@ -36,6 +36,9 @@ TEST(SavedValues, GiveTheSameMontage) {
   const MatSource source(eightViews().images);
   RegisterOptions options;
   options.keepMatches = true;
+  options.pairing.kind = Pairing::sequential;
+  options.pairing.followers = 3;
+  options.pairing.pairs = {{1, 0}, {2, 1}};  // saved, too
   const Registration registration = registerImages(source, options);
   const MontagePlan plan = planMontage(registration, source);
   const cv::Mat montage = compose(plan, source);

@@ -224,6 +224,26 @@ TEST_F(MontageHost, CropsAndBackgroundsAreWhatTheyPromise) {
   EXPECT_EQ(montageOf(views, "--crop content").size(), cv::boundingRect(points).size());
 }
 
+TEST_F(MontageHost, ComparesThePairsThatAreAskedFor) {
+  const std::string views = writeViews(4);
+  const auto comparedWith = [&](const std::string& pairs) {
+    EXPECT_EQ(run("register " + views + "-o s.json --quiet --pairs " + pairs).exitCode, 0) << pairs;
+    const nlohmann::json saved = json("s.json");
+    std::vector<std::pair<int, int>> compared;
+    for (const nlohmann::json& pair : saved["pairs"]) {
+      compared.emplace_back(pair["first"], pair["second"]);
+    }
+    return compared;
+  };
+  using Pairs = std::vector<std::pair<int, int>>;
+  EXPECT_EQ(comparedWith("grid:1x4"), (Pairs{{0, 1}, {1, 2}, {2, 3}}));
+  EXPECT_EQ(json("s.json")["options"]["pairing"]["columns"], 4);
+  EXPECT_EQ(comparedWith("sequential:1:loop"), (Pairs{{0, 1}, {0, 3}, {1, 2}, {2, 3}}));
+  writeText("pairs.txt", "# the strip\n1,0\n 1 2 \n3\t2 # the last one\n");
+  EXPECT_EQ(comparedWith("pairs.txt"), (Pairs{{0, 1}, {1, 2}, {2, 3}}));
+  EXPECT_EQ(comparedWith("auto --pipeline basic"), comparedWith("all"));
+}
+
 TEST_F(MontageHost, JoinsImagesOfDifferentSizes) {
   writeViews(3);
   const cv::Mat narrow = image("v1.png").colRange(30, 340).clone();

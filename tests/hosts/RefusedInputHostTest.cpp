@@ -56,6 +56,27 @@ TEST_F(RefusedInput, Resolutions) {
   }
 }
 
+TEST_F(RefusedInput, Pairs) {
+  const auto refuses = [&](const std::string& pairs, int exitCode, const std::string& why) {
+    expectRefused("montage a.png b.png a.png -o out.png --pairs " + pairs, exitCode, why);
+  };
+  refuses("grid:2x2", kUsage, "--pairs grid:2x2: a grid of 3 images is expected, this one has 4");
+  refuses("grid:3", kUsage, "grid:RxC is expected");
+  refuses("sequential:0", kUsage, "sequential:K is expected");
+  refuses("autom", kUnreadable, "neither all, auto, sequential:K or grid:RxC nor a file");
+  const std::pair<const char*, const char*> files[] = {
+      {"# nothing\n\n", "no pairs in it"},
+      {"0 1\n1 two\n", "line 2: two numbers of images are expected, '1 two' found"},
+      {"0, 1 # good\n\n2,2", "line 3: image 2 cannot be compared with itself"},
+      {"0 3", "line 1: there is no image 3; the last one is 2"},
+      {"0 1\r\n2 1\r\n1 2\r\n", "line 3: the pair 1 2 is in line 2 already"}};
+  for (const auto& [text, why] : files) {
+    writeText("pairs.txt", text);
+    refuses("pairs.txt", kUnreadable, why);
+  }
+  expectRefused("register a.png b.png -o pairs.txt --pairs pairs.txt", kUnreadable, "pairs.txt");
+}
+
 TEST_F(RefusedInput, Counts) {
   expectRefused("montage a.png -o out.png", kUsage, "two images");
   expectRefused("montage a.png b.png --slabs 2 -o out.png", kUsage, "two images");

