@@ -4,6 +4,7 @@
 //
 // MONTAGE_BENCHMARK_DATA names a folder with sets of overlapping photographs, one subfolder each;
 // without it only rendered views are montaged.
+#include "RivalStitcher.h"
 #include "SlabMontage.h"
 #include "montage/Montage.h"
 #include "support/SyntheticScene.h"
@@ -26,9 +27,10 @@ namespace {
 using ORV::Common::Algorithms::Montage::SlabMontage;
 using Images = std::vector<cv::Mat>;
 
-constexpr double kWorkMegapixels = 0.6;
-constexpr double kSeamMegapixels = 0.1;
-constexpr double kFullResolution = -1.0;
+using ORV::Benchmarks::kFullResolution;
+using ORV::Benchmarks::kSeamMegapixels;
+using ORV::Benchmarks::kWorkMegapixels;
+using ORV::Benchmarks::makeStitcher;
 
 /// Views in a grid of `columns`, each overlapping its neighbours by about 40 %.
 Images renderedGrid(int count, int columns, double megapixels) {
@@ -84,22 +86,6 @@ int montageSlabs(const Images& images, int slabCount, std::vector<cv::Mat>& mont
                        included.data(),
                        positions.data(),
                        montages);
-}
-
-cv::Ptr<cv::Stitcher> makeStitcher() {
-  cv::Ptr<cv::Stitcher> stitcher = cv::Stitcher::create(cv::Stitcher::PANORAMA);
-  stitcher->setRegistrationResol(kWorkMegapixels);
-  stitcher->setSeamEstimationResol(kSeamMegapixels);
-  stitcher->setCompositingResol(kFullResolution);
-  stitcher->setPanoConfidenceThresh(0.7);
-  stitcher->setFeaturesFinder(cv::SIFT::create());
-  stitcher->setBundleAdjuster(cv::makePtr<cv::detail::BundleAdjusterRay>());
-  stitcher->setWarper(cv::makePtr<cv::PlaneWarper>());
-  stitcher->setExposureCompensator(cv::makePtr<cv::detail::BlocksGainCompensator>());
-  stitcher->setSeamFinder(cv::makePtr<cv::detail::GraphCutSeamFinder>(
-      static_cast<int>(cv::detail::GraphCutSeamFinderBase::COST_COLOR)));
-  stitcher->setBlender(cv::makePtr<cv::detail::MultiBandBlender>());
-  return stitcher;
 }
 
 void wholeOurs(benchmark::State& state, const Images& images) {

@@ -19,6 +19,8 @@ import sys
 import tempfile
 from dataclasses import dataclass
 
+import large_sets
+
 
 @dataclass
 class Row:
@@ -110,6 +112,15 @@ def growth(options, environment):
                "times_ms": dict(sorted(points))}
 
 
+def large(options):
+    """Grids of 24, 96 and 300 views by orv2d; large.sh has more."""
+    with tempfile.TemporaryDirectory() as folder:
+        for each in large_sets.SETS:
+            if each.name in ("24 wide", "96 wide", "300 wide"):
+                path = large_sets.render(options.build, each, folder, large_sets.PHOTOGRAPH)
+                yield large_sets.orv2d(options.build, each, path)
+
+
 def processor():
     with open("/proc/cpuinfo") as info:
         names = re.findall(r"model name\s*: (.*)", info.read())
@@ -140,6 +151,12 @@ def main():
             print(f"| {row.work} | {result['case']} | {result['ours_ms']:.1f} | {rival} | {ratio} "
                   f"| {row.target} | {result['peak_mb_ours']:.0f} / {result['peak_mb_rival']:.0f} |",
                   flush=True)
+    if options.only in "large sets":
+        print("\n| large set | seconds | peak MB | worst position px |\n| --- | ---: | ---: | ---: |")
+        for result in large(options):
+            results.setdefault("large", []).append(result)
+            print(f"| {result['set']} | {result['seconds']:.1f} | {result['peak_mb']:.0f} "
+                  f"| {result['worst_px']:.2f} |", flush=True)
     if options.only in "growth":
         print("\n| time grows with | exponent | ms |\n| --- | ---: | --- |")
         for result in growth(options, environment):
