@@ -92,6 +92,7 @@ def orv2d(build, each, path, pipeline="picture"):
         [sys.executable, os.path.join(ROOT, "examples", "position_errors.py"),
          os.path.join(path, "truth.json"), report], capture_output=True, text=True).stdout
     worst = re.search(r"largest error ([\d.]+)", errors)
+    median = re.search(r"median error ([\d.]+)", errors)
     size = result["montages"][0]
     megapixels = size["width"] * size["height"] / 1e6
     phases = {name: result["times"][name]["value"]
@@ -99,6 +100,7 @@ def orv2d(build, each, path, pipeline="picture"):
     return {"set": each.name, "program": f"orv2d {pipeline}", "used":
             sum(image["used"] for image in result["images"]), "images": each.count,
             "megapixels": megapixels, "seconds": seconds, **phases, "peak_mb": peak,
+            "median_px": float(median.group(1)) if median else None,
             "worst_px": float(worst.group(1)) if worst else None,
             "reprojection_px": result["quality"]["projectionErrorRms"]["value"]}
 
@@ -146,7 +148,8 @@ def printed(result):
     print(f"| {result['set']} | {result['program']} | {result.get('used', '-')} of {result['images']} "
           f"| {number('megapixels', 0)} | {seconds}{number('seconds', 1)} "
           f"| {number('registration', 1)} / {number('plan', 1)} / {number('compose', 1)} / "
-          f"{number('writing', 1)} | {number('peak_mb', 0)} | {number('worst_px', 2)} "
+          f"{number('writing', 1)} | {number('peak_mb', 0)} "
+          f"| {number('median_px', 2)} / {number('worst_px', 2)} "
           f"| {number('reprojection_px', 3)} |", flush=True)
 
 
@@ -164,8 +167,8 @@ def main():
     folder = os.path.abspath(options.folder)
     build = os.path.abspath(options.build)
     print("| set | program | used | montage MP | seconds | registration / plan / compose / write "
-          "| peak MB | worst position px | reprojection px |")
-    print("| --- | --- | ---: | ---: | ---: | --- | ---: | ---: | ---: |")
+          "| peak MB | position px, median / worst | reprojection px |")
+    print("| --- | --- | ---: | ---: | ---: | --- | ---: | --- | ---: |")
     results = []
     for each in (each for each in SETS if each.name in options.sets):
         runs = []
