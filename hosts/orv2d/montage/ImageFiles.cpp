@@ -13,7 +13,7 @@ namespace orv2d {
 namespace {
 
 /// Registration, planning and composing read every image in turn: what is kept spares decoding.
-constexpr std::size_t kMostKeptBytes = std::size_t{1} << 29U;
+constexpr std::size_t kMostKeptBytes = std::size_t{1} << 28U;
 
 std::string sizeText(cv::Size size) {
   return std::to_string(size.width) + " x " + std::to_string(size.height);

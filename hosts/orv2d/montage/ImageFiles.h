@@ -20,7 +20,7 @@ struct ExpectedImage {
   std::uint64_t hash = 0;  ///< 0: any
 };
 
-/// Reads files and remembers what it has seen. If the pixels of all fit into half a gigabyte, keeps
+/// Reads files and remembers what it has seen. If the pixels of all fit into a quarter of a gigabyte, keeps
 /// them until the last reading. A file that cannot be used ends the run with `HostError` (unreadable input).
 class ImageFiles : public montage::ImageSource {
  public:

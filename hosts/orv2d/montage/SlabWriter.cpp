@@ -80,6 +80,7 @@ void SlabWriter::write(const montage::MontagePlan& plan,
                        const Draw& overlay,
                        MontageOutcome& outcome) {
   requireRoom(plan);
+  returnFreedMemory();
   montage::Composer composer(plan, composeOptions(settings_));
   for (int slab = 0; slab < settings_.slabs; ++slab) {
     std::optional<ImageFiles> further;

@@ -22,11 +22,14 @@ double peakMemoryMegabytes() {
 #endif
 }
 
-std::uint64_t residentBytes() {
-#ifdef __linux__
+void returnFreedMemory() {
 #ifdef __GLIBC__
   malloc_trim(0);
 #endif
+}
+
+std::uint64_t residentBytes() {
+#ifdef __linux__
   std::uint64_t pages = 0;
   std::uint64_t residentPages = 0;
   std::ifstream("/proc/self/statm") >> pages >> residentPages;

@@ -24,8 +24,10 @@ class Stopwatch {
 /// does not tell.
 double peakMemoryMegabytes();
 
-/// Resident memory of the process, bytes, after what is free of it has been given back; 0 where the
-/// system does not tell.
+/// Gives memory that was freed back to the system.
+void returnFreedMemory();
+
+/// Resident memory of the process, bytes; 0 where the system does not tell.
 std::uint64_t residentBytes();
 
 }  // namespace orv2d
