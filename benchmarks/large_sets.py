@@ -11,11 +11,13 @@ are compared with the truth by examples/position_errors.py.
 """
 import argparse
 import json
+import math
 import os
 import re
 import shutil
 import subprocess
 import sys
+import threading
 import time
 from dataclasses import dataclass
 
@@ -52,12 +54,18 @@ SETS = [
 ]
 
 
+PATIENCE = 900  # seconds for one process
+
+
 def measured(command, folder):
     """Runs one process; returns (exit code, seconds, peak MB of it and its children)."""
     start = time.monotonic()
     with open(os.path.join(folder, "log.txt"), "w") as log:
         child = subprocess.Popen(command, stdout=log, stderr=log, cwd=folder)
+        timer = threading.Timer(PATIENCE, child.kill)
+        timer.start()
         _, status, usage = os.wait4(child.pid, 0)
+        timer.cancel()
     return os.waitstatus_to_exitcode(status), time.monotonic() - start, usage.ru_maxrss * 1024 / 1e6
 
 
@@ -120,7 +128,7 @@ def hugin(each, path):
         return None
     with open(os.path.join(path, "truth.json")) as file:
         truth = json.load(file)
-    field = 2 * 180 / 3.141592653589793 * __import__("math").atan(truth["width"] / 2 / truth["focal"])
+    field = 2 * 180 / math.pi * math.atan(truth["width"] / 2 / truth["focal"])
     steps = [["pto_gen", "-o", "h.pto", "-f", f"{field:.4f}", *views_of(path)],
              ["cpfind", "--multirow", "-o", "h.pto", "h.pto"],
              ["autooptimiser", "-a", "-l", "-m", "-s", "-o", "h.pto", "h.pto"],

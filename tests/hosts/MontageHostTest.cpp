@@ -168,6 +168,36 @@ TEST_F(MontageHost, TiledMontagesHaveThePixelsOfPlainOnes) {
   EXPECT_EQ(files(), before);
 }
 
+TEST_F(MontageHost, PlansAreComposedPartByPartWithinLittleMemory) {
+  const std::string views = writeViews(3);
+  ASSERT_EQ(run("register " + views + "-o r.json").exitCode, 0);
+  ASSERT_EQ(run("compose r.json -o whole.png --crop inner").exitCode, 0);
+  const RunResult planned = run("plan r.json -o p.plan --crop inner");
+  ASSERT_EQ(planned.exitCode, 0);
+  EXPECT_THAT(planned.out, AllOf(HasSubstr("megapixels"), HasSubstr("of memory")));
+  const cv::Mat whole = image("whole.png");
+  const cv::Rect right(whole.cols - 60, 40, 60, 50);
+
+  std::filesystem::rename(path("v0.png"), path("away.png"));  // shows nothing of the right
+  ASSERT_EQ(
+      run("compose p.plan -o part.png --quiet --window " + std::to_string(right.x) + ",40,60,50")
+          .exitCode,
+      0);
+  EXPECT_EQ(cv::norm(image("part.png"), whole(right), cv::NORM_INF), 0.0);
+
+  expectRefused("compose p.plan -o x.png", 3, "v0.png");
+  std::filesystem::rename(path("away.png"), path("v0.png"));
+  expectRefused("compose p.plan -o x.png --quiet --max-memory 1M", 10, "--max-memory allows 1 MB");
+  expectRefused("compose p.plan -o x.png --crop none", 2, "--crop cannot be chosen for the plan");
+  expectRefused("compose p.plan -o x.png --window 0,0,9999,5", 2, "a part of the montage");
+  expectRefused("compose p.plan -o x.png --window 0,0,5", 2, "--window");
+  expectRefused("compose p.plan v1.png v2.png -o x.png", 2, "holds 3");
+  cv::imwrite(path("v1.png").string(), image("v1.png") * 0.5);
+  expectRefused("compose p.plan -o x.png --quiet", 3, "not the image that was registered");
+  writeText("p.plan", bytes("p.plan").substr(0, 5000));
+  expectRefused("compose p.plan -o x.png --quiet", 3, "'p.plan': damaged");
+}
+
 TEST_F(MontageHost, ADryRunSaysWhatAMontageWouldBeAndWritesNothing) {
   const std::string views = writeViews(2);
   const std::set<std::string> before = files();

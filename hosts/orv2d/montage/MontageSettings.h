@@ -39,6 +39,7 @@ struct MontageSettings {
   std::optional<std::uint64_t> maxMemory;  ///< bytes; none: what suits the machine
   std::optional<cv::Rect> window;          ///< of the montage; none: all of it
   std::vector<std::string> planChoices;    ///< options given that only matter to a plan
+  bool planImages = false;                 ///< the images are those that the plan names
   bool tryGpu = false;
   bool grey = false;
   bool keepMatches = false;

@@ -36,6 +36,7 @@ std::vector<ExpectedImage> takeNamedImages(const montage::MontagePlan& plan,
                                            MontageSettings& settings) {
   std::vector<ExpectedImage> expected(static_cast<std::size_t>(plan.sourceCount));
   const bool named = settings.images.empty();
+  settings.planImages = named;
   if (named) {
     settings.images.resize(expected.size());
   }
@@ -43,7 +44,9 @@ std::vector<ExpectedImage> takeNamedImages(const montage::MontagePlan& plan,
     const auto i = static_cast<std::size_t>(image.index);
     if (named) {
       settings.images[i] = image.name;
-      requireExistingFile(image.name);
+      if (!settings.window) {  // else only some are needed
+        requireExistingFile(image.name);
+      }
     }
     expected[i] = {image.sourceSize, named ? image.hash : 0};
   }

@@ -30,9 +30,14 @@ int fewestChannels(const montage::MontagePlan& plan) {
   return isTransparent(plan) ? kWithAlpha : std::max(plan.channels, 1);
 }
 
-/// Memory for composing: what may be taken, less what the program holds now.
-montage::ComposeOptions composeOptions(const MontageSettings& settings) {
+/// Memory for composing: what may be taken, less what the program holds now. Channels where they are
+/// known, so that a window need not read the first image to know them.
+montage::ComposeOptions composeOptions(const MontageSettings& settings,
+                                       const montage::MontagePlan& plan) {
+  constexpr int kColour = 3;
   montage::ComposeOptions options;
+  options.channels =
+      settings.planImages && !settings.grey && plan.channels == kColour ? kColour : 0;
   if (settings.maxMemory) {
     const std::uint64_t held = residentBytes();
     options.memoryBytes = *settings.maxMemory > held ? *settings.maxMemory - held : 1;
@@ -81,7 +86,7 @@ void SlabWriter::write(const montage::MontagePlan& plan,
                        MontageOutcome& outcome) {
   requireRoom(plan);
   returnFreedMemory();
-  montage::Composer composer(plan, composeOptions(settings_));
+  montage::Composer composer(plan, composeOptions(settings_, plan));
   for (int slab = 0; slab < settings_.slabs; ++slab) {
     std::optional<ImageFiles> further;
     if (slab > 0) {
