@@ -7,6 +7,8 @@
 #include "Failure.h"
 #include "HelpFormat.h"
 #include "ImageIo.h"
+#include "StandardStreams.h"
+#include "StopSignals.h"
 #include "correct/CorrectCommand.h"
 #include "montage/MontageArguments.h"
 #include "montage/MontageCommand.h"
@@ -112,9 +114,13 @@ ExitCode run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
+    orv2d::secureStandardStreams();
+    orv2d::endOnStopSignals();
     silenceOpenCv();
     ignoreFileSizeSignal();
-    return static_cast<int>(run(argc, argv));
+    const ExitCode code = run(argc, argv);
+    orv2d::finishStandardOutput();
+    return static_cast<int>(code);
   } catch (...) {
     const orv2d::Failure failure = orv2d::currentFailure();
     orv2d::printMessage(failure.message);

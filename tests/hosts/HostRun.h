@@ -35,6 +35,11 @@ class HostTest : public ::testing::Test {
   /// Runs the program and sends it SIGTERM as soon as it has said something on standard error.
   [[nodiscard]] RunResult runUntilItSpeaks(const std::string& arguments) const;
 
+  /// Runs the program and sends it `signal`, "TERM" for example, after so many milliseconds.
+  [[nodiscard]] RunResult runFor(double milliseconds,
+                                 const std::string& signal,
+                                 const std::string& arguments) const;
+
   [[nodiscard]] std::filesystem::path path(const std::string& name) const { return folder_ / name; }
   /// Names of all files and folders in the folder, hidden ones included.
   [[nodiscard]] std::set<std::string> files() const;

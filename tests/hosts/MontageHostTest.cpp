@@ -184,17 +184,6 @@ TEST_F(MontageHost, ADryRunSaysWhatAMontageWouldBeAndWritesNothing) {
                     HasSubstr(" MB")));
 }
 
-TEST_F(MontageHost, AStoppedRunLeavesNothing) {
-  const std::string views = writeViews(3);
-  const std::set<std::string> before = files();
-  const RunResult result = runUntilItSpeaks(
-      "montage " + views + "-o out.png --report r.json --save-registration s.json");
-  EXPECT_EQ(result.exitCode, 143);
-  EXPECT_EQ(result.out, "");
-  EXPECT_THAT(result.errorLines.back(), HasSubstr("stopped; nothing is written"));
-  EXPECT_EQ(files(), before);
-}
-
 TEST_F(MontageHost, CropsAndBackgroundsAreWhatTheyPromise) {
   const std::string views = writeViews(3);
   const cv::Mat plain = montageOf(views, "");

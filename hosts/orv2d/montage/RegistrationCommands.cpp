@@ -4,7 +4,6 @@
 #include "Console.h"
 #include "OutputFiles.h"
 #include "StageLine.h"
-#include "StopSignals.h"
 #include "montage/Notes.h"
 #include "montage/PairsArgument.h"
 #include "montage/RegistrationFiles.h"
@@ -68,11 +67,9 @@ ExitCode registerCommand(const MontageSettings& settings) {
     inputs.emplace_back(settings.pairs);
   }
   outputs.plan(settings.output, inputs);
-  const StopSignals stopSignals;
   MontageOutcome outcome;
   outcome.registration = registerFiles(settings);
   const montage::Registration& registration = *outcome.registration;
-  StopSignals::check();
   Progress(settings.quiet).say("writing " + settings.output);
   writeRegistration(registration, settings.output, outputs);
   outputs.commit();
