@@ -93,6 +93,7 @@ ExitCode run(int argc, char** argv) {
     command.app->footer(exitCodeHelp());
   }
   const orv2d::Words words(argv + std::min(argc, 1), argv + argc);
+  orv2d::requireNoFlagValues(app, words);
   orv2d::requireCommand(app, words);
   try {
     app.parse(argc, argv);
@@ -105,6 +106,7 @@ ExitCode run(int argc, char** argv) {
   const auto* chosen = std::find_if(commands.begin(), commands.end(), [](const Command& command) {
     return command.app->parsed();
   });
+  orv2d::requireNoEmptyValues(*chosen->app);
   // A missing file or a folder is named before anything else is said of the images.
   std::for_each(chosen->images.begin(), chosen->images.end(), orv2d::requireExistingFile);
   return chosen->run();

@@ -257,6 +257,11 @@ TEST_F(MontageHost, AFailedRunSaysWhyAndWritesWhatWasAskedForOfIt) {
   EXPECT_EQ(run("register a.png b.png -o s.json --quiet").exitCode, 4);
   EXPECT_EQ(json("s.json")["images"][1]["verdict"], "noPartner");
   EXPECT_EQ(run("compose s.json -o out.png --quiet").exitCode, 4);
+  // At full resolution there is no higher one to advise.
+  const auto shown = nlohmann::json::parse(run("inspect s.json --json").out);
+  EXPECT_EQ(shown["scale"], 1.0);
+  EXPECT_THAT(shown["images"][1]["advice"].get<std::string>(),
+              AllOf(HasSubstr("a third or more"), ::testing::Not(HasSubstr("resolution"))));
 }
 
 TEST_F(MontageHost, SaysSoWhenTheImagesDoNotFitTogether) {

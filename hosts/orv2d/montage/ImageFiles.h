@@ -20,6 +20,12 @@ struct ExpectedImage {
   std::uint64_t hash = 0;  ///< 0: any
 };
 
+/// An option that reduces all images by one factor: the largest one to so many megapixels.
+struct Reduction {
+  const char* option;
+  double megapixels;  ///< negative: none
+};
+
 /// Reads files, keeps the pixels of as many of them as fit into half a gigabyte, and remembers what
 /// it has seen. A file that cannot be used ends the run with `HostError` (unreadable input).
 class ImageFiles : public montage::ImageSource {
@@ -30,6 +36,9 @@ class ImageFiles : public montage::ImageSource {
   /// Refuses a file that holds another image, where it is read.
   /// @param[in] expected  empty, or one per file.
   void expect(std::vector<ExpectedImage> expected) { expected_ = std::move(expected); }
+
+  /// Refuses images of which nothing would be left, as soon as sizes tell.
+  void reduceBy(std::vector<Reduction> reductions) { reductions_ = std::move(reductions); }
 
   [[nodiscard]] int count() const override { return static_cast<int>(files_.size()); }
   [[nodiscard]] cv::Size size(int index) const override;
@@ -49,12 +58,17 @@ class ImageFiles : public montage::ImageSource {
  private:
   static std::size_t at(int index) { return static_cast<std::size_t>(index); }
   [[nodiscard]] cv::Mat readAndCheck(int index) const;
+  void note(int index, const Facts& facts) const;
+  void requireSomethingLeft() const;
 
   std::vector<std::string> files_;
   bool grey_;
   std::vector<ExpectedImage> expected_;
+  std::vector<Reduction> reductions_;
   mutable std::mutex mutex_;
   mutable std::map<int, Facts> facts_;
+  mutable double largestArea_ = 0.0;  ///< of the images that have been read
+  mutable int thinnest_ = -1;         ///< the one of them with the shortest side
   mutable std::map<int, cv::Mat> kept_;
   mutable std::size_t keptBytes_ = 0;
   mutable double seconds_ = 0.0;

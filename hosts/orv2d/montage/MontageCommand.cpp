@@ -41,6 +41,7 @@ class MontageRun {
         firstSlab_(settings_.imagesOfSlab(0), settings_.grey),
         writer_(settings_, inputs(), outputs_) {
     firstSlab_.expect(std::move(expected));
+    firstSlab_.reduceBy(settings_.reductions());
     planOutputs();
   }
 
@@ -284,6 +285,7 @@ ExitCode planCommand(const MontageSettings& given) {
   requireConnected(*outcome.registration, settings.pipeline);
   ImageFiles images(settings.images, settings.grey);
   images.expect(std::move(expected));
+  images.reduceBy(settings.reductions());
   outcome.plan = makePlan(*outcome.registration, images, settings);
   requireShowable(*outcome.plan, settings);
   writePlan(*outcome.plan, settings.output, outputs);

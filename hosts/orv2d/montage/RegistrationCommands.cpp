@@ -19,7 +19,8 @@ montage::Registration registerFiles(const MontageSettings& settings) {
   const Progress progress(settings.quiet);
   progress.say("registering " + counted(settings.images.size(), "image") + " (" +
                settings.pipeline + " pipeline)");
-  const ImageFiles images(settings.images, settings.grey);
+  ImageFiles images(settings.images, settings.grey);
+  images.reduceBy({{"--registration-mp", settings.registrationMp}});
   StageLine line(settings.quiet);
   return montage::registerImages(images, settings.registerOptions(), line.watch());
 }
