@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <functional>
 #include <list>
+#include <utility>
 #include <vector>
 
 namespace orv2d {
@@ -41,8 +42,8 @@ class OutputFiles {
 
  private:
   struct Staged {
-    Staged(const std::filesystem::path& given, const std::filesystem::path& full)
-        : name(given), target(full), scratch(full) {}
+    Staged(std::filesystem::path given, std::filesystem::path full)
+        : name(std::move(given)), target(std::move(full)), scratch(target) {}
     std::filesystem::path name;    ///< for messages
     std::filesystem::path target;  ///< links resolved
     ScratchFolder scratch;
