@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <system_error>
@@ -23,6 +24,9 @@ constexpr unsigned char kEndOfImage = 0xD9;
 constexpr unsigned char kStartOfScan = 0xDA;
 constexpr unsigned char kFirstRestart = 0xD0;
 constexpr unsigned char kLastRestart = 0xD7;
+
+/// OpenCV counts the bytes of a file as `int`.
+constexpr std::uintmax_t kLargestFile = INT32_MAX;
 
 bool isJpeg(const Bytes& bytes) {
   return bytes.size() > 2 && bytes[0] == kMarker && bytes[1] == kStartOfImage;
@@ -64,13 +68,17 @@ Bytes readBytes(const fs::path& file) {
   if (!fs::is_regular_file(status)) {
     throw FileError(file, "it is not a regular file");
   }
+  const std::uintmax_t size = fs::file_size(file, error);
   std::ifstream stream(file, std::ios::binary);
-  if (!stream) {
+  if (error || !stream) {
     throw FileError(file, "it cannot be opened for reading");
   }
-  Bytes bytes(static_cast<std::size_t>(fs::file_size(file, error)));
-  if (error || (!bytes.empty() && !stream.read(reinterpret_cast<char*>(bytes.data()),  // NOLINT
-                                               static_cast<std::streamsize>(bytes.size())))) {
+  if (size > kLargestFile) {
+    throw FileError(file, "it is larger than 2 GB, which no decoder takes");
+  }
+  Bytes bytes(static_cast<std::size_t>(size));
+  if (!bytes.empty() && !stream.read(reinterpret_cast<char*>(bytes.data()),  // NOLINT
+                                     static_cast<std::streamsize>(size))) {
     throw FileError(file, "it cannot be read");
   }
   if (bytes.empty()) {

@@ -63,6 +63,11 @@ std::string unknownOption(const CLI::App& command, const Words& words) {
   return {};
 }
 
+std::string seeHelpOf(const CLI::App& command) {
+  return command.get_parent() == nullptr ? kSeeHelp
+                                         : "; see orv2d " + command.get_name() + " --help";
+}
+
 [[noreturn]] void refuse(const std::string& message) {
   throw HostError(ExitCode::Usage, message + kSeeHelp);
 }
@@ -92,13 +97,42 @@ void requireCommand(const CLI::App& app, const Words& words) {
              : "'" + first + "' is no command" + (meant.empty() ? "; " + expected : meant));
 }
 
+void requireNoFlagValues(const CLI::App& app, const Words& words) {
+  const bool hasCommand = !words.empty() && holds(commandNames(app), words.front());
+  const CLI::App& command = hasCommand ? *app.get_subcommand(words.front()) : app;
+  for (const std::string& word : words) {
+    const std::string name = word.substr(0, word.find('='));
+    if (word == "--") {
+      return;
+    }
+    if (name.size() < word.size() && isOption(word) && holds(optionNames(command), name) &&
+        command.get_option(name)->get_items_expected_max() == 0) {
+      throw HostError(
+          ExitCode::Usage,
+          std::string(name).append(" takes no value, '").append(word).append("' found") +
+              seeHelpOf(command));
+    }
+  }
+}
+
+void requireNoEmptyValues(const CLI::App& command) {
+  for (const CLI::Option* option : command.get_options()) {
+    const CLI::results_t values = option->results();
+    if (std::find(values.begin(), values.end(), "") != values.end()) {
+      throw HostError(
+          ExitCode::Usage,
+          option->get_name() + ": a value is expected, an empty one found" + seeHelpOf(command));
+    }
+  }
+}
+
 std::string usageSentence(const CLI::App& app, const Words& words, const CLI::ParseError& error) {
   const std::string name = words.empty() ? "" : words.front();
   if (!holds(commandNames(app), name)) {
     return error.what() + std::string(kSeeHelp);
   }
   const CLI::App& command = *app.get_subcommand(name);
-  const std::string seeHelp = "; see orv2d " + name + " --help";
+  const std::string seeHelp = seeHelpOf(command);
   const std::string unknown = unknownOption(command, words);
   if (!unknown.empty()) {  // also behind another error, such as that of the option it stands for
     return "unknown option '" + unknown + "'" + suggestion(unknown, optionNames(command)) + seeHelp;

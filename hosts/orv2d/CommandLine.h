@@ -17,6 +17,13 @@ using Words = std::vector<std::string>;
 /// the version.
 void requireCommand(const CLI::App& app, const Words& words);
 
+/// Throws `HostError` (usage) for a value of an option that takes none, such as `--quiet=1`: the
+/// parser would take it for a count. To be called before parsing.
+void requireNoFlagValues(const CLI::App& app, const Words& words);
+
+/// Throws `HostError` (usage) for an empty value, which means no file. To be called after parsing.
+void requireNoEmptyValues(const CLI::App& command);
+
 /// The sentence for a command line whose parsing failed with `error`.
 std::string usageSentence(const CLI::App& app, const Words& words, const CLI::ParseError& error);
 

@@ -1,13 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Failure.h"
 
-#include "StopSignals.h"
-
 #include <opencv2/core.hpp>
 
-#include <csignal>
 #include <montage/Images.h>
-#include <montage/Progress.h>
 #include <new>
 
 namespace orv2d {
@@ -33,9 +29,6 @@ Failure currentFailure() {
     throw;
   } catch (const HostError& error) {
     return {error.code(), error.what()};
-  } catch (const montage::Cancelled&) {
-    return {StopSignals::received() == SIGTERM ? ExitCode::Terminated : ExitCode::Interrupted,
-            "stopped; nothing is written"};
   } catch (const montage::FileError& error) {
     return {ExitCode::UnreadableInput, std::string("cannot use ") + error.what()};
   } catch (const cv::Exception& error) {

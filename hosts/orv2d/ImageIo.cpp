@@ -82,6 +82,9 @@ void requireExistingFile(const fs::path& path) {
   const fs::file_status status = fs::status(path, error);
   if (!fs::exists(status)) {
     const bool isPattern = path.string().find_first_of("*?") != std::string::npos;
+    if (status.type() != fs::file_type::not_found) {
+      unreadable(path, error.message());
+    }
     unreadable(path, isPattern ? "no file matches the pattern" : "no such file");
   }
   if (fs::is_directory(status)) {

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "OutputFiles.h"
 
+#include "DiskFlush.h"
 #include "ExitCode.h"
 #include "ImageIo.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <random>
-#include <sstream>
+#include <iterator>
+#include <set>
 #include <string>
 
 namespace fs = std::filesystem;
@@ -35,58 +35,24 @@ bool sameFile(const fs::path& a, const fs::path& b) {
   return resolved(a) == resolved(b) || fs::equivalent(a, b, error);
 }
 
-/// Creates an empty file with a name of its own beside `target`; empty path if that fails.
-fs::path createBeside(const fs::path& target) {
-  constexpr int kAttempts = 8;
-  std::random_device random;
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    std::ostringstream name;
-    name << ".orv2d-" << std::hex << random() << random() << ".tmp";
-    fs::path file = folderOf(target) / name.str();
-    if (std::FILE* created = std::fopen(file.string().c_str(), "wbx")) {
-      std::fclose(created);
-      return file;
-    }
+/// The file keeps who may read and write the one that it replaces.
+void takePermissions(const fs::path& file, const fs::path& replaced) {
+  std::error_code error;
+  const fs::file_status status = fs::status(replaced, error);
+  if (fs::exists(status)) {
+    fs::permissions(file, status.permissions() & fs::perms::all, error);
   }
-  return {};
 }
 
-/// Renames `file` to `target`; with `setAside` the file that stood there is kept as `earlier`
-/// (empty if none did). On failure nothing has changed.
-std::error_code replace(const fs::path& file,
-                        const fs::path& target,
-                        bool setAside,
-                        fs::path& earlier) {
-  std::error_code error;
-  std::error_code ignored;
-  if (setAside && fs::exists(target, ignored)) {
-    earlier = createBeside(target);
-    fs::rename(target, earlier, error);
-    if (error) {
-      fs::remove(earlier, ignored);
-      return error;
-    }
+std::string joined(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) {
+    text += (text.empty() ? "" : ", ") + name;
   }
-  fs::rename(file, target, error);
-  if (error && !earlier.empty()) {
-    fs::rename(earlier, target, ignored);
-  }
-  return error;
+  return text;
 }
 
 }  // namespace
-
-OutputFiles::~OutputFiles() {
-  discard();
-}
-
-void OutputFiles::discard() {
-  std::error_code ignored;
-  for (const Staged& staged : staged_) {
-    fs::remove(staged.file, ignored);
-  }
-  staged_.clear();
-}
 
 void OutputFiles::plan(const fs::path& target, const std::vector<fs::path>& inputs) {
   const auto isTarget = [&](const fs::path& other) { return sameFile(other, target); };
@@ -99,7 +65,8 @@ void OutputFiles::plan(const fs::path& target, const std::vector<fs::path>& inpu
                     "two outputs would have the name " + inQuotes(target) + "; choose other names");
   }
   std::error_code error;
-  const fs::file_status folder = fs::status(folderOf(target), error);
+  std::error_code ignored;
+  const fs::file_status folder = fs::status(folderOf(target), ignored);
   if (!fs::is_directory(folder)) {
     unwritable(target,
                fs::exists(folder) ? "its folder is a file"
@@ -112,51 +79,58 @@ void OutputFiles::plan(const fs::path& target, const std::vector<fs::path>& inpu
   if (fs::exists(existing) && !fs::is_regular_file(existing)) {
     unwritable(target, "it is not a regular file");
   }
-  const fs::path probe = createBeside(resolved(target));
-  if (probe.empty()) {
-    unwritable(target, "no file can be created in its folder; check the permissions");
+  if (!fs::exists(existing) && existing.type() != fs::file_type::not_found) {
+    unwritable(target, error.message());  // links in a circle, a name that is too long
   }
-  fs::remove(probe, error);
+  if (!fs::exists(existing) && fs::is_symlink(fs::symlink_status(target, ignored))) {
+    unwritable(target, "it is a symbolic link to a file that does not exist");
+  }
+  if (const ScratchFolder probe(resolved(target)); probe.error()) {
+    unwritable(target, "no file can be created in its folder: " + probe.error().message());
+  }
   planned_.push_back(target);
 }
 
 void OutputFiles::write(const fs::path& target, const Writer& writer) {
-  const fs::path full = resolved(target);
-  const fs::path file = createBeside(full);
-  if (file.empty()) {
-    unwritable(target, "no file can be created in its folder");
+  Staged& staged = staged_.emplace_back(target, resolved(target));
+  if (staged.scratch.error()) {
+    unwritable(target, "no file can be created in its folder: " + staged.scratch.error().message());
   }
-  staged_.push_back({full, file});
-  writer(target, file);
+  writer(target, staged.scratch.file());
 }
 
 void OutputFiles::commit() {
-  struct Replaced {
-    fs::path target;
-    fs::path earlier;
-  };
-  // A single file is replaced in one step; of several, the earlier ones must be restorable.
-  const bool setAside = staged_.size() > 1;
-  std::vector<Replaced> done;
-  std::error_code ignored;
+  std::set<fs::path> folders;
   for (const Staged& staged : staged_) {
-    fs::path earlier;
-    const std::error_code error = replace(staged.file, staged.target, setAside, earlier);
-    if (error) {
-      for (const Replaced& replaced : done) {
-        fs::remove(replaced.target, ignored);
-        if (!replaced.earlier.empty()) {
-          fs::rename(replaced.earlier, replaced.target, ignored);
-        }
-      }
-      unwritable(staged.target, error.message());
+    if (const std::error_code error = flushToDisk(staged.scratch.file())) {
+      unwritable(staged.name, error.message());
     }
-    done.push_back({staged.target, earlier});
+    takePermissions(staged.scratch.file(), staged.target);
+    folders.insert(folderOf(staged.target));
   }
-  for (const Replaced& replaced : done) {
-    fs::remove(replaced.earlier, ignored);
-  }
+  renameAll();
   staged_.clear();
+  std::for_each(folders.begin(), folders.end(), flushToDisk);
+}
+
+void OutputFiles::renameAll() {
+  const ScratchLock noSignal = lockScratchFolders();
+  std::vector<std::string> renamed;
+  for (auto staged = staged_.begin(); staged != staged_.end(); ++staged) {
+    std::error_code error;
+    fs::rename(staged->scratch.file(), staged->target, error);
+    if (error) {
+      std::vector<std::string> others;
+      for (auto other = std::next(staged); other != staged_.end(); ++other) {
+        others.push_back(inQuotes(other->name));
+      }
+      unwritable(staged->name,
+                 error.message() +
+                     (renamed.empty() ? "" : "; new and complete: " + joined(renamed)) +
+                     (others.empty() ? "" : "; not written either: " + joined(others)));
+    }
+    renamed.push_back(inQuotes(staged->name));
+  }
 }
 
 }  // namespace orv2d

@@ -3,14 +3,11 @@
 
 #include "Console.h"
 #include "StandardError.h"
-#include "StopSignals.h"
 
 #include <string>
 
 namespace orv2d {
 namespace {
-
-constexpr const char* kClearLine = "\r\x1b[K";
 
 struct Words {
   const char* doing;
@@ -52,14 +49,14 @@ StageLine::StageLine(bool quiet) : quiet_(quiet), terminal_(standardErrorIsTermi
 
 StageLine::~StageLine() {
   if (visible_) {
-    writeToStandardError(kClearLine);
+    clearTerminalLine();
   }
 }
 
 montage::Progress StageLine::watch() {
   return [this](const montage::ProgressReport& report) {
     show(report);
-    return StopSignals::received() == 0;
+    return true;
   };
 }
 
@@ -100,7 +97,8 @@ void StageLine::rewrite(const montage::ProgressReport& report) {
   if (report.done > 0 && seconds >= 1.0) {
     text += ", about " + timeLeft(seconds * (report.total - report.done) / report.done) + " left";
   }
-  writeToStandardError(kClearLine + ("orv2d: " + text));
+  clearTerminalLine();
+  writeToStandardError("orv2d: " + text);
 }
 
 }  // namespace orv2d

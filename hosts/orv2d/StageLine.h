@@ -19,8 +19,7 @@ class StageLine {
   StageLine(const StageLine&) = delete;
   StageLine& operator=(const StageLine&) = delete;
 
-  /// Shows each report, and stops the work when a stop signal came. Not to be used any more when
-  /// the line is gone.
+  /// Shows each report. Not to be used any more when the line is gone.
   montage::Progress watch();
 
  private:

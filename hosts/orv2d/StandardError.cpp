@@ -36,6 +36,8 @@ struct Redirection {
   std::mutex mutex;
   int users = 0;
   int saved = -1;  ///< the true standard error while it is redirected
+
+  [[nodiscard]] int trueFile() const { return saved >= 0 ? saved : STDERR_FILENO; }
 };
 
 Redirection& redirection() {
@@ -52,10 +54,12 @@ DecoderSilence::DecoderSilence() {
     return;
   }
   const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  if (nowhere >= 0) {
-    std::fflush(stderr);
-    state.saved = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  std::fflush(stderr);
+  state.saved = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (nowhere >= 0 && state.saved >= 0) {  // else there are no more files to be had
     dup2(nowhere, STDERR_FILENO);
+  }
+  if (nowhere >= 0) {
     close(nowhere);
   }
 }
@@ -74,7 +78,7 @@ DecoderSilence::~DecoderSilence() {
 void writeToStandardError(const std::string& text) {
   Redirection& state = redirection();
   const std::lock_guard<std::mutex> lock(state.mutex);
-  const int file = state.saved >= 0 ? state.saved : STDERR_FILENO;
+  const int file = state.trueFile();
   for (std::size_t at = 0; at < text.size();) {
     const ssize_t written = write(file, text.data() + at, text.size() - at);
     if (written <= 0) {
@@ -85,9 +89,17 @@ void writeToStandardError(const std::string& text) {
 }
 
 bool standardErrorIsTerminal() {
-  return isatty(STDERR_FILENO) != 0;
+  Redirection& state = redirection();
+  const std::lock_guard<std::mutex> lock(state.mutex);
+  return isatty(state.trueFile()) != 0;
 }
 
 #endif
+
+void clearTerminalLine() {
+  if (standardErrorIsTerminal()) {
+    writeToStandardError("\r\x1b[K");
+  }
+}
 
 }  // namespace orv2d

@@ -23,8 +23,11 @@ class DecoderSilence {
 /// Writes `text` to standard error at once, also while decoders are silenced.
 void writeToStandardError(const std::string& text);
 
-/// Whether standard error is a terminal; to be asked while no decoder is silenced.
+/// Whether standard error is a terminal.
 bool standardErrorIsTerminal();
+
+/// Empties the line of the terminal that the cursor is in; nothing where there is none.
+void clearTerminalLine();
 
 }  // namespace orv2d
 

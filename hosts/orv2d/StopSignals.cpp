@@ -1,54 +1,66 @@
 // SPDX-License-Identifier: MIT
 #include "StopSignals.h"
 
-#include <atomic>
+#include "Console.h"
+#include "ScratchFolder.h"
+#include "StandardError.h"
+
+#include <array>
 #include <csignal>
-#include <montage/Progress.h>
+#include <cstdlib>
+#include <thread>
 
 namespace orv2d {
 namespace {
 
-/// One press of Ctrl-C can arrive twice, from the terminal and from a program around this one.
-constexpr int kPatience = 2;
-
-std::atomic<int> signalReceived{0};
-std::atomic<int> signalCount{0};
-static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may take no lock");
-
-void note(int signal) {
-  int none = 0;
-  signalReceived.compare_exchange_strong(none, signal);
-  if (++signalCount >= kPatience) {
-    std::signal(signal, SIG_DFL);
-  }
+[[noreturn]] void endProgram(int signal) {
+  constexpr int kSignalExit = 128;  // as shells have it
+  const ScratchLock lock = lockScratchFolders();
+  removeScratchFolders(lock);
+  clearTerminalLine();
+  printMessage("stopped; nothing unfinished is left");
+  std::_Exit(kSignalExit + signal);
 }
 
 }  // namespace
 
-StopSignals::StopSignals() {
+#ifdef _WIN32
+
+void endOnStopSignals() {
   for (const int signal : {SIGINT, SIGTERM}) {
-    if (std::signal(signal, note) == SIG_IGN) {
-      std::signal(signal, SIG_IGN);  // as a shell has it for what runs in the background
+    std::signal(signal, endProgram);  // called in a thread of its own
+  }
+}
+
+#else
+
+namespace {
+
+bool isIgnored(int signal) {
+  struct sigaction action = {};
+  return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+}  // namespace
+
+void endOnStopSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    if (!isIgnored(signal)) {
+      sigaddset(&signals, signal);
     }
   }
-}
-
-StopSignals::~StopSignals() {
-  for (const int signal : {SIGINT, SIGTERM}) {
-    if (std::signal(signal, SIG_DFL) == SIG_IGN) {
-      std::signal(signal, SIG_IGN);
+  // A thread that waits for them may do what a handler may not: take locks and remove folders.
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  std::thread([signals] {
+    int signal = 0;
+    while (sigwait(&signals, &signal) != 0) {
     }
-  }
+    endProgram(signal);
+  }).detach();
 }
 
-int StopSignals::received() {
-  return signalReceived;
-}
-
-void StopSignals::check() {
-  if (received() != 0) {
-    throw montage::Cancelled();
-  }
-}
+#endif
 
 }  // namespace orv2d

@@ -1,26 +1,18 @@
 // SPDX-License-Identifier: MIT
 /// @file
-/// Ctrl-C and SIGTERM as a question that long work asks.
+/// Ctrl-C and its kin: the program ends at once and leaves nothing unfinished.
 #ifndef ORV2D_STOP_SIGNALS_H
 #define ORV2D_STOP_SIGNALS_H
 
 namespace orv2d {
 
-/// While it lives, SIGINT and SIGTERM are noted instead of ending the program; a third one ends it
-/// at once. One at a time.
-class StopSignals {
- public:
-  StopSignals();
-  ~StopSignals();
-  StopSignals(const StopSignals&) = delete;
-  StopSignals& operator=(const StopSignals&) = delete;
-
-  /// The number of the signal that came first; 0 if none did.
-  static int received();
-
-  /// Throws `montage::Cancelled` if a signal came.
-  static void check();
-};
+/// From here on SIGINT, SIGTERM and SIGHUP end the program, whatever it does: scratch folders are
+/// removed, a line says so, and the exit code is 128 and the number of the signal. While outputs get
+/// their names the signal waits. Signals that are ignored already, as a shell has it for what runs
+/// in the background, stay ignored.
+///
+/// To be called once, before other threads begin: they inherit that these signals are not theirs.
+void endOnStopSignals();
 
 }  // namespace orv2d
 

@@ -7,6 +7,8 @@
 #include "Failure.h"
 #include "HelpFormat.h"
 #include "ImageIo.h"
+#include "StandardStreams.h"
+#include "StopSignals.h"
 #include "correct/CorrectCommand.h"
 #include "montage/MontageArguments.h"
 #include "montage/MontageCommand.h"
@@ -91,6 +93,7 @@ ExitCode run(int argc, char** argv) {
     command.app->footer(exitCodeHelp());
   }
   const orv2d::Words words(argv + std::min(argc, 1), argv + argc);
+  orv2d::requireNoFlagValues(app, words);
   orv2d::requireCommand(app, words);
   try {
     app.parse(argc, argv);
@@ -103,6 +106,7 @@ ExitCode run(int argc, char** argv) {
   const auto* chosen = std::find_if(commands.begin(), commands.end(), [](const Command& command) {
     return command.app->parsed();
   });
+  orv2d::requireNoEmptyValues(*chosen->app);
   // A missing file or a folder is named before anything else is said of the images.
   std::for_each(chosen->images.begin(), chosen->images.end(), orv2d::requireExistingFile);
   return chosen->run();
@@ -112,9 +116,13 @@ ExitCode run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
+    orv2d::secureStandardStreams();
+    orv2d::endOnStopSignals();
     silenceOpenCv();
     ignoreFileSizeSignal();
-    return static_cast<int>(run(argc, argv));
+    const ExitCode code = run(argc, argv);
+    orv2d::finishStandardOutput();
+    return static_cast<int>(code);
   } catch (...) {
     const orv2d::Failure failure = orv2d::currentFailure();
     orv2d::printMessage(failure.message);

@@ -364,7 +364,9 @@ TEST_F(CorrectHost, RefusesBadLensFiles) {
   writeText("value.json", R"({"mode": "square", "half-field-angle": true})");
   writeText("mode.json", R"({"mode": "cube"})");
   writeText("circle.json", R"({"mode": "square", "circle": "round"})");
+  writeText("deep.json", "{\"yaw\": " + std::string(100000, '[') + std::string(100000, ']') + "}");
   for (const std::string name : {"missing.json",
+                                 "deep.json",
                                  "text.json",
                                  "list.json",
                                  "unknown.json",

@@ -67,6 +67,14 @@ RunResult HostTest::runUntilItSpeaks(const std::string& arguments) const {
                "kill -TERM $p; wait $p; }");
 }
 
+RunResult HostTest::runFor(double milliseconds,
+                           const std::string& signal,
+                           const std::string& arguments) const {
+  const std::string seconds = std::to_string(milliseconds / 1000.0);
+  return shell("timeout --preserve-status -s " + signal + " " + seconds + R"( "$PROGRAM" )" +
+               arguments + R"( >"$OUT" 2>"$ERR")");
+}
+
 std::set<std::string> HostTest::files() const {
   std::set<std::string> names;
   for (const auto& entry : fs::recursive_directory_iterator(folder_)) {

@@ -35,6 +35,15 @@ class HostTest : public ::testing::Test {
   /// Runs the program and sends it SIGTERM as soon as it has said something on standard error.
   [[nodiscard]] RunResult runUntilItSpeaks(const std::string& arguments) const;
 
+  /// Runs the program and sends it `signal`, "TERM" for example, after so many milliseconds.
+  [[nodiscard]] RunResult runFor(double milliseconds,
+                                 const std::string& signal,
+                                 const std::string& arguments) const;
+
+  /// Runs a line of shell, in which $PROGRAM stands for the program, and $OUT and $ERR for the files
+  /// that its streams are collected in.
+  [[nodiscard]] RunResult shell(const std::string& line) const;
+
   [[nodiscard]] std::filesystem::path path(const std::string& name) const { return folder_ / name; }
   /// Names of all files and folders in the folder, hidden ones included.
   [[nodiscard]] std::set<std::string> files() const;
@@ -47,9 +56,6 @@ class HostTest : public ::testing::Test {
   void expectRefused(const std::string& arguments, int exitCode, const std::string& phrase) const;
 
  private:
-  /// Runs a line of shell, in which $PROGRAM stands for the program.
-  [[nodiscard]] RunResult shell(const std::string& line) const;
-
   std::filesystem::path folder_;
 };
 

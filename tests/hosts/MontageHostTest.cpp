@@ -214,17 +214,6 @@ TEST_F(MontageHost, ADryRunSaysWhatAMontageWouldBeAndWritesNothing) {
                     HasSubstr(" MB")));
 }
 
-TEST_F(MontageHost, AStoppedRunLeavesNothing) {
-  const std::string views = writeViews(3);
-  const std::set<std::string> before = files();
-  const RunResult result = runUntilItSpeaks(
-      "montage " + views + "-o out.png --report r.json --save-registration s.json");
-  EXPECT_EQ(result.exitCode, 143);
-  EXPECT_EQ(result.out, "");
-  EXPECT_THAT(result.errorLines.back(), HasSubstr("stopped; nothing is written"));
-  EXPECT_EQ(files(), before);
-}
-
 TEST_F(MontageHost, CropsAndBackgroundsAreWhatTheyPromise) {
   const std::string views = writeViews(3);
   const cv::Mat plain = montageOf(views, "");
@@ -318,6 +307,11 @@ TEST_F(MontageHost, AFailedRunSaysWhyAndWritesWhatWasAskedForOfIt) {
   EXPECT_EQ(run("register a.png b.png -o s.json --quiet").exitCode, 4);
   EXPECT_EQ(json("s.json")["images"][1]["verdict"], "noPartner");
   EXPECT_EQ(run("compose s.json -o out.png --quiet").exitCode, 4);
+  // At full resolution there is no higher one to advise.
+  const auto shown = nlohmann::json::parse(run("inspect s.json --json").out);
+  EXPECT_EQ(shown["scale"], 1.0);
+  EXPECT_THAT(shown["images"][1]["advice"].get<std::string>(),
+              AllOf(HasSubstr("a third or more"), ::testing::Not(HasSubstr("resolution"))));
 }
 
 TEST_F(MontageHost, SaysSoWhenTheImagesDoNotFitTogether) {

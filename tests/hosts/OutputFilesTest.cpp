@@ -8,9 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <thread>
 
 namespace orv2d::tests {
 namespace {
@@ -82,20 +84,63 @@ TEST_F(OutputFilesTest, DiscardedOrFailedFilesNeverAppear) {
   EXPECT_EQ(files(), (Files{{"a", "earlier"}, {"b", "good"}}));
 }
 
-TEST_F(OutputFilesTest, AFailedCommitPutsEarlierFilesBackAndNewOnesAway) {
-  put("a", "earlier");
-  outputs_.plan(folder_ / "a", {});
-  outputs_.plan(folder_ / "b", {});
-  outputs_.plan(folder_ / "c", {});
-  write("a", "new");
-  write("b", "new");
-  write("c", "new");
+TEST_F(OutputFilesTest, AFailedCommitLosesNothingAndSaysWhatIsNew) {
+  for (const char* name : {"a", "b", "c", "d"}) {
+    put(name, "earlier");
+    outputs_.plan(folder_ / name, {});
+    write(name, "new");
+  }
+  fs::remove(folder_ / "c");
   fs::create_directory(folder_ / "c");  // in the way since it was planned
   put("c/inside", "kept");
-  EXPECT_THROW(outputs_.commit(), HostError);
+  std::string message;
+  try {
+    outputs_.commit();
+  } catch (const HostError& error) {
+    message = error.what();
+  }
   outputs_.discard();
-  EXPECT_EQ(files(), (Files{{"a", "earlier"}, {"c", ""}}));
+  const auto quoted = [&](const char* name) { return inQuotes(folder_ / name); };
+  EXPECT_EQ(message,
+            "cannot write " + quoted("c") + ": Is a directory; new and complete: " + quoted("a") +
+                ", " + quoted("b") + "; not written either: " + quoted("d"));
+  EXPECT_EQ(files(), (Files{{"a", "new"}, {"b", "new"}, {"c", ""}, {"d", "earlier"}}));
   EXPECT_TRUE(fs::exists(folder_ / "c/inside"));
+}
+
+TEST_F(OutputFilesTest, AReplacedFileKeepsItsPermissions) {
+  constexpr fs::perms kPrivate = fs::perms::owner_read | fs::perms::owner_write;
+  put("a", "earlier");
+  fs::permissions(folder_ / "a", kPrivate);
+  write("a", "new");
+  write("b", "new");
+  outputs_.commit();
+  EXPECT_EQ(fs::status(folder_ / "a").permissions(), kPrivate);
+  put("c", "as any new file");
+  EXPECT_EQ(fs::status(folder_ / "b").permissions(), fs::status(folder_ / "c").permissions());
+}
+
+TEST_F(OutputFilesTest, AFileThatIsReplacedIsMissingAtNoTime) {
+  constexpr int kCommits = 60;
+  for (const char* name : {"a", "b", "c"}) {
+    put(name, "earlier");
+  }
+  std::atomic<bool> done{false};
+  std::atomic<int> missing{0};
+  std::thread watcher([&] {
+    while (!done) {
+      missing += fs::exists(folder_ / "a") && fs::exists(folder_ / "b") ? 0 : 1;
+    }
+  });
+  for (int i = 0; i < kCommits; ++i) {
+    for (const char* name : {"a", "b", "c"}) {
+      write(name, "new");
+    }
+    outputs_.commit();
+  }
+  done = true;
+  watcher.join();
+  EXPECT_EQ(missing, 0);
 }
 
 TEST_F(OutputFilesTest, LinksAreFollowedAndNotReplaced) {
@@ -105,6 +150,15 @@ TEST_F(OutputFilesTest, LinksAreFollowedAndNotReplaced) {
   outputs_.commit();
   EXPECT_TRUE(fs::is_symlink(folder_ / "link"));
   EXPECT_EQ(files()["real"], "new");
+}
+
+TEST_F(OutputFilesTest, LinksToNothingAreRefusedAndKept) {
+  fs::create_symlink("nowhere", folder_ / "dangling");
+  fs::create_symlink("loop", folder_ / "loop");
+  for (const char* name : {"dangling", "loop"}) {
+    EXPECT_THROW(outputs_.plan(folder_ / name, {}), HostError) << name;
+    EXPECT_TRUE(fs::is_symlink(folder_ / name)) << name;
+  }
 }
 
 }  // namespace

@@ -5,12 +5,17 @@
 #include "hosts/HostRun.h"
 #include "hosts/HostScene.h"
 
+#include <gmock/gmock.h>
 #include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
 
 namespace orv2d::tests {
 namespace {
 
 namespace fs = std::filesystem;
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 
 constexpr int kUsage = 2;
 constexpr int kUnreadable = 3;
@@ -43,6 +48,43 @@ TEST_F(RefusedInput, CommandLine) {
   expectRefused("correct a.png", kUsage, "see orv2d correct --help");
   expectRefused("montage a.png b.png -o out.png --pipeline best", kUsage, "--pipeline");
   expectRefused("montage a.png b.png -o out.png --seams voronoi", kUsage, "--seams");
+}
+
+TEST_F(RefusedInput, ValuesOfFlagsAndEmptyValues) {
+  const std::string montage = "montage a.png b.png -o out.png ";
+  for (const std::string& command : {std::string(), std::string("montage "), montage}) {
+    expectRefused(command + "--help=x", kUsage, "--help takes no value");
+  }
+  expectRefused("--version=1", kUsage, "--version takes no value");
+  expectRefused(montage + "--no-blend=7x", kUsage, "--no-blend takes no value");
+  expectRefused(montage + "--quiet=false", kUsage, "--quiet takes no value");
+  for (const std::string option : {"--report", "--overlay", "--save-registration", "--pairs"}) {
+    expectRefused(montage + option + " ''", kUsage, option + ": a value is expected");
+  }
+  expectRefused("correct a.png -o out.png --lens ''", kUsage, "--lens: a value is expected");
+  expectRefused("inspect ''", kUsage, "FILE: a value is expected");
+}
+
+TEST_F(RefusedInput, ImagesThatAReductionWouldLeaveNothingOf) {
+  cv::Mat thin;
+  cv::resize(cv::imread(path("a.png").string()), thin, {20000, 3}, 0, 0, cv::INTER_AREA);
+  for (const char* name : {"thin.png", "thin2.png"}) {
+    cv::imwrite(path(name).string(), thin);
+  }
+  for (const std::string option : {"--registration-mp", "--seam-mp", "--compose-mp"}) {
+    const std::string choice = option + " 0.0001";
+    expectRefused("montage thin.png thin2.png -o out.png --quiet " + choice, kUnreadable, choice);
+  }
+}
+
+TEST_F(RefusedInput, FilesOfPairs) {
+  writeText("long.txt", "0 1" + std::string(3000000, ' ') + "x");
+  writeText("twice.txt", "0 1\n1,0\n");
+  writeText("self.txt", "# none\n0 0");
+  writeText("none.txt", "");
+  for (const std::string name : {"long.txt", "twice.txt", "self.txt", "none.txt", "missing.txt"}) {
+    expectRefused("montage a.png b.png -o out.png --pairs " + name, kUnreadable, name);
+  }
 }
 
 TEST_F(RefusedInput, Resolutions) {
@@ -224,6 +266,28 @@ TEST_F(RefusedInput, OutputsThatCannotBe) {
 TEST_F(RefusedInput, SlabOutputsAreAllChecked) {
   fs::create_directory(path("m_slab1.png"));
   expectRefused("montage a.png b.png a.png b.png --slabs 2 -o m.png", kUnwritable, "m_slab1.png");
+}
+
+TEST_F(RefusedInput, StandardOutputThatCannotBeWritten) {
+  for (const std::string command : {"--help", "--version", "montage a.png b.png -o out.png"}) {
+    for (const std::string where : {">&-", ">/dev/full"}) {
+      const RunResult result = shell(R"("$PROGRAM" )" + command + " " + where + R"( 2>"$ERR")");
+      EXPECT_EQ(result.exitCode, kUnwritable) << command << where;
+      EXPECT_THAT(result.errorLines.back(), HasSubstr("standard output cannot be written"));
+    }
+  }
+  EXPECT_FALSE(cv::imread(path("out.png").string()).empty()) << "the montage itself is whole";
+}
+
+TEST_F(RefusedInput, WithTooFewFilesItStillSpeaks) {
+  writeText("text.png", "no image");
+  for (const int files : {4, 5}) {
+    const RunResult result =
+        shell(R"((exec >"$OUT" 2>"$ERR" && ulimit -n )" + std::to_string(files) +
+              R"( && exec "$PROGRAM" montage text.png a.png -o o.png --quiet))");
+    EXPECT_EQ(result.exitCode, kUnreadable) << files;
+    EXPECT_THAT(result.errorLines, ElementsAre(HasSubstr("text.png"))) << files;
+  }
 }
 
 TEST_F(RefusedInput, HelpAndVersionAreNoErrors) {

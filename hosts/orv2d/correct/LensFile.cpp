@@ -3,13 +3,13 @@
 
 #include "ExitCode.h"
 #include "ImageIo.h"
+#include "SmallFile.h"
 #include "Suggestion.h"
 #include "correct/ContentMask.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <fstream>
 
 namespace orv2d {
 namespace {
@@ -18,6 +18,9 @@ namespace {
   throw HostError(ExitCode::UnreadableInput,
                   "cannot use lens file " + inQuotes(path) + ": " + reason);
 }
+
+constexpr std::uintmax_t kMostBytes = 1000000;
+constexpr int kDeepest = 8;
 
 /// A value as it would be written on the command line.
 std::string textOf(const nlohmann::json& value) {
@@ -72,11 +75,16 @@ void readEntry(const std::string& path,
 }  // namespace
 
 Lens readLens(const std::string& path) {
-  requireExistingFile(path);
-  std::ifstream stream(path);
+  const std::string text = readSmallFile(path, kMostBytes);
+  const auto keepFlat = [&](int depth, nlohmann::json::parse_event_t, const nlohmann::json&) {
+    if (depth > kDeepest) {
+      refuse(path, "its JSON is nested too deep");
+    }
+    return true;
+  };
   nlohmann::json root;
   try {
-    root = nlohmann::json::parse(stream);
+    root = nlohmann::json::parse(text, keepFlat);
   } catch (const nlohmann::json::exception& error) {
     refuse(path, std::string("not JSON (") + error.what() + ")");
   }

@@ -7,6 +7,9 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
+#include <cmath>
+#include <sstream>
 #include <utility>
 
 namespace orv2d {
@@ -17,6 +20,10 @@ constexpr std::size_t kMostKeptBytes = std::size_t{1} << 28U;
 
 std::string sizeText(cv::Size size) {
   return std::to_string(size.width) + " x " + std::to_string(size.height);
+}
+
+int shortSide(cv::Size size) {
+  return std::min(size.width, size.height);
 }
 
 cv::Mat inGrey(const cv::Mat& image) {
@@ -60,6 +67,30 @@ cv::Mat ImageFiles::readAndCheck(int index) const {
   return grey_ ? inGrey(image) : image;
 }
 
+void ImageFiles::note(int index, const Facts& facts) const {
+  facts_[index] = facts;
+  largestArea_ = std::max(largestArea_, static_cast<double>(facts.size.area()));
+  if (thinnest_ < 0 || shortSide(facts.size) < shortSide(facts_.at(thinnest_).size)) {
+    thinnest_ = index;
+  }
+  requireSomethingLeft();
+}
+
+void ImageFiles::requireSomethingLeft() const {
+  constexpr double kPixelsPerMegapixel = 1e6;
+  constexpr double kRoundedToNothing = 0.5;
+  const cv::Size size = facts_.at(thinnest_).size;
+  for (const auto& [option, megapixels] : reductions_) {
+    const double scale = std::sqrt(megapixels * kPixelsPerMegapixel / largestArea_);
+    if (megapixels >= 0.0 && shortSide(size) * scale <= kRoundedToNothing) {
+      std::ostringstream reason;
+      reason << "nothing is left of its " << sizeText(size) << " pixels where " << option << " "
+             << megapixels << " reduces the images; use a higher resolution";
+      refuse(files_.at(at(thinnest_)), reason.str());
+    }
+  }
+}
+
 cv::Mat ImageFiles::read(int index) const {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -76,7 +107,7 @@ cv::Mat ImageFiles::read(int index) const {
   cv::Mat image = readAndCheck(index);
   const std::lock_guard<std::mutex> lock(mutex_);
   seconds_ += watch.seconds();
-  facts_[index] = {image.size(), image.channels()};
+  note(index, {image.size(), image.channels()});
   const std::size_t bytes = image.total() * image.elemSize();
   if (keeps_ && bytes * files_.size() <= kMostKeptBytes) {
     kept_.emplace(index, image);

@@ -20,8 +20,15 @@ struct ExpectedImage {
   std::uint64_t hash = 0;  ///< 0: any
 };
 
-/// Reads files and remembers what it has seen. If the pixels of all fit into a quarter of a gigabyte, keeps
-/// them until the last reading. A file that cannot be used ends the run with `HostError` (unreadable input).
+/// An option that reduces all images by one factor: the largest one to so many megapixels.
+struct Reduction {
+  const char* option;
+  double megapixels;  ///< negative: none
+};
+
+/// Reads files and remembers what it has seen. If the pixels of all fit into a quarter of a
+/// gigabyte, keeps them until the last reading. A file that cannot be used ends the run with
+/// `HostError` (unreadable input).
 class ImageFiles : public montage::ImageSource {
  public:
   /// @param[in] grey  turn colour images to grey.
@@ -33,6 +40,9 @@ class ImageFiles : public montage::ImageSource {
 
   /// From now on every image is read once: kept pixels are let go as they are read.
   void beginLastReading() { keeps_ = false; }
+
+  /// Refuses images of which nothing would be left, as soon as sizes tell.
+  void reduceBy(std::vector<Reduction> reductions) { reductions_ = std::move(reductions); }
 
   [[nodiscard]] int count() const override { return static_cast<int>(files_.size()); }
   [[nodiscard]] cv::Size size(int index) const override;
@@ -52,12 +62,17 @@ class ImageFiles : public montage::ImageSource {
  private:
   static std::size_t at(int index) { return static_cast<std::size_t>(index); }
   [[nodiscard]] cv::Mat readAndCheck(int index) const;
+  void note(int index, const Facts& facts) const;
+  void requireSomethingLeft() const;
 
   std::vector<std::string> files_;
   bool grey_;
   std::vector<ExpectedImage> expected_;
+  std::vector<Reduction> reductions_;
   mutable std::mutex mutex_;
   mutable std::map<int, Facts> facts_;
+  mutable double largestArea_ = 0.0;  ///< of the images that have been read
+  mutable int thinnest_ = -1;         ///< the one of them with the shortest side
   mutable std::map<int, cv::Mat> kept_;
   bool keeps_ = true;
   mutable double seconds_ = 0.0;

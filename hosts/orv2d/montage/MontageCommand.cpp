@@ -6,7 +6,6 @@
 #include "ImageIo.h"
 #include "OutputFiles.h"
 #include "StageLine.h"
-#include "StopSignals.h"
 #include "montage/MontageReport.h"
 #include "montage/MontageTable.h"
 #include "montage/Notes.h"
@@ -42,14 +41,13 @@ class MontageRun {
         firstSlab_(settings_.imagesOfSlab(0), settings_.grey),
         writer_(settings_, inputs(), outputs_) {
     firstSlab_.expect(std::move(expected));
+    firstSlab_.reduceBy(settings_.reductions());
     planOutputs();
   }
 
   ExitCode run() {
     try {
       makeMontages();
-    } catch (const montage::Cancelled&) {
-      throw;
     } catch (...) {
       reportFailure(currentFailure());
       throw;
@@ -75,7 +73,6 @@ class MontageRun {
   MontageSettings settings_;
   std::optional<montage::Registration> loaded_;
   Progress progress_;
-  StopSignals stopSignals_;
   ImageFiles firstSlab_;
   OutputFiles outputs_;
   SlabWriter writer_;
@@ -187,7 +184,6 @@ void MontageRun::stageRegistration() {
 void MontageRun::finish() {
   stageRegistration();
   stageReport();
-  StopSignals::check();
   outputs_.commit();
   if (!settings_.quiet) {
     printTable(settings_, outcome_, std::cout);
@@ -237,14 +233,12 @@ ExitCode composePlan(MontageSettings settings) {
   inputs.insert(inputs.end(), settings.images.begin(), settings.images.end());
   requireWholeSlabs(settings);
   requireAsManyAs(plan.sourceCount, settings);
-  const StopSignals stopSignals;
   ImageFiles images(settings.imagesOfSlab(0), settings.grey);
   images.expect(std::move(expected));
   OutputFiles outputs;
   SlabWriter writer(settings, inputs, outputs);
   MontageOutcome outcome;
   writer.write(plan, images, {}, outcome);
-  StopSignals::check();
   outputs.commit();
   if (!settings.quiet) {
     printMontages(outcome, std::cout);
@@ -288,13 +282,12 @@ ExitCode planCommand(const MontageSettings& given) {
   requireAsManyAs(static_cast<int>(outcome.registration->images.size()), settings);
   OutputFiles outputs;
   outputs.plan(settings.output, {settings.images.begin(), settings.images.end()});
-  const StopSignals stopSignals;
   requireConnected(*outcome.registration, settings.pipeline);
   ImageFiles images(settings.images, settings.grey);
   images.expect(std::move(expected));
+  images.reduceBy(settings.reductions());
   outcome.plan = makePlan(*outcome.registration, images, settings);
   requireShowable(*outcome.plan, settings);
-  StopSignals::check();
   writePlan(*outcome.plan, settings.output, outputs);
   outputs.commit();
   if (!settings.quiet) {

@@ -35,7 +35,17 @@ ImageVerdict verdictOf(const MontageOutcome& outcome, int index) {
   return {image.verdict == montage::Verdict::used,
           nameOf(image.verdict),
           image.reason,
-          adviceOn(image.verdict)};
+          adviceFor(*outcome.registration, image.verdict)};
+}
+
+std::string adviceFor(const montage::Registration& registration, montage::Verdict verdict) {
+  if (registration.scale >= 1.0 && verdict == montage::Verdict::tooFewCorners) {
+    return "take a sharper picture, or one that shows more";
+  }
+  if (registration.scale >= 1.0 && verdict == montage::Verdict::noPartner) {
+    return "take images that share a third or more of their picture from one place";
+  }
+  return montage::adviceOn(verdict);
 }
 
 std::map<int, Position> positionsOf(montage::Preset preset, const montage::MontagePlan& plan) {

@@ -52,6 +52,9 @@ struct ImageVerdict {
 };
 ImageVerdict verdictOf(const MontageOutcome& outcome, int index);
 
+/// What to try with an image that was left out; no higher resolution where all of it was used.
+std::string adviceFor(const montage::Registration& registration, montage::Verdict verdict);
+
 /// Where an image lies.
 struct Position {
   cv::Point2d reported;  ///< see `positionKind`

@@ -88,6 +88,13 @@ montage::TiffOptions MontageSettings::tiffOptions() const {
   return options;
 }
 
+std::vector<Reduction> MontageSettings::reductions() const {
+  constexpr double kNone = -1.0;
+  return {{"--registration-mp", registration.empty() ? registrationMp : kNone},
+          {"--seam-mp", seams == "none" ? kNone : seamMp},
+          {"--compose-mp", composeMp}};
+}
+
 bool MontageSettings::lossy() const {
   return isJpegName(output) || compression == "jpeg";
 }

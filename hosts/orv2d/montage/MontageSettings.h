@@ -4,6 +4,8 @@
 #ifndef ORV2D_MONTAGE_SETTINGS_H
 #define ORV2D_MONTAGE_SETTINGS_H
 
+#include "montage/ImageFiles.h"
+
 #include <opencv2/core.hpp>
 
 #include <cstdint>
@@ -56,6 +58,9 @@ struct MontageSettings {
   [[nodiscard]] montage::RegisterOptions registerOptions() const;
   [[nodiscard]] montage::PlanOptions planOptions() const;
   [[nodiscard]] montage::TiffOptions tiffOptions() const;
+
+  /// What reduces the images of a run that registers, or plans, with these settings.
+  [[nodiscard]] std::vector<Reduction> reductions() const;
 
   /// Whether a tiled TIFF is asked for.
   [[nodiscard]] bool wantsTiles() const {

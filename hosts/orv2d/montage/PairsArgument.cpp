@@ -3,11 +3,13 @@
 
 #include "ExitCode.h"
 #include "ImageIo.h"
+#include "SmallFile.h"
 
 #include <algorithm>
-#include <fstream>
+#include <filesystem>
 #include <map>
 #include <regex>
+#include <sstream>
 #include <utility>
 
 namespace orv2d {
@@ -57,24 +59,27 @@ PairingOptions gridFrom(const std::string& text, int imageCount) {
   return options;
 }
 
+constexpr std::uintmax_t kMostBytes = 100000000;
+constexpr std::size_t kLongestLine = 1000;
+
 /// Reads a list of pairs line by line and says where it is wrong.
 class PairsFile {
  public:
   PairsFile(std::string name, int imageCount) : name_(std::move(name)), imageCount_(imageCount) {}
 
   PairingOptions read() {
-    std::ifstream file(name_);
-    if (!file) {
-      throw HostError(ExitCode::UnreadableInput,
-                      "--pairs " + name_ +
-                          ": neither all, auto, sequential:K or grid:RxC nor a file that can be "
-                          "opened");
+    std::error_code ignored;
+    if (!std::filesystem::exists(name_, ignored)) {
+      throw HostError(
+          ExitCode::UnreadableInput,
+          "--pairs " + name_ + ": neither all, auto, sequential:K or grid:RxC nor a file");
     }
+    std::istringstream file(readSmallFile(name_, kMostBytes));
     for (std::string line; std::getline(file, line);) {
       ++line_;
       take(line.substr(0, line.find('#')));
     }
-    if (file.bad() || options_.pairs.empty()) {
+    if (options_.pairs.empty()) {
       throw HostError(ExitCode::UnreadableInput, inQuotes(name_) + ": no pairs in it");
     }
     options_.kind = Pairing::list;
@@ -89,7 +94,8 @@ class PairsFile {
     }
     static const std::regex kForm("[ \t]*([0-9]{1,6})[ \t]*[ \t,][ \t]*([0-9]{1,6})[ \t\r]*");
     std::smatch parts;
-    if (!std::regex_match(line, parts, kForm)) {
+    // The matcher calls itself for every blank.
+    if (line.size() > kLongestLine || !std::regex_match(line, parts, kForm)) {
       refuseLine("two numbers of images are expected, '" + shortened(line) + "' found");
     }
     const auto [first, second] = std::minmax({std::stoi(parts[1]), std::stoi(parts[2])});

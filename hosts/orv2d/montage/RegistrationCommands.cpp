@@ -4,7 +4,6 @@
 #include "Console.h"
 #include "OutputFiles.h"
 #include "StageLine.h"
-#include "StopSignals.h"
 #include "montage/Notes.h"
 #include "montage/PairsArgument.h"
 #include "montage/RegistrationFiles.h"
@@ -20,7 +19,8 @@ montage::Registration registerFiles(const MontageSettings& settings) {
   const Progress progress(settings.quiet);
   progress.say("registering " + counted(settings.images.size(), "image") + " (" +
                settings.pipeline + " pipeline)");
-  const ImageFiles images(settings.images, settings.grey);
+  ImageFiles images(settings.images, settings.grey);
+  images.reduceBy({{"--registration-mp", settings.registrationMp}});
   StageLine line(settings.quiet);
   return montage::registerImages(images, settings.registerOptions(), line.watch());
 }
@@ -68,11 +68,9 @@ ExitCode registerCommand(const MontageSettings& settings) {
     inputs.emplace_back(settings.pairs);
   }
   outputs.plan(settings.output, inputs);
-  const StopSignals stopSignals;
   MontageOutcome outcome;
   outcome.registration = registerFiles(settings);
   const montage::Registration& registration = *outcome.registration;
-  StopSignals::check();
   Progress(settings.quiet).say("writing " + settings.output);
   writeRegistration(registration, settings.output, outputs);
   outputs.commit();

@@ -2,6 +2,7 @@
 #include "montage/RegistrationTable.h"
 
 #include "Console.h"
+#include "montage/MontageOutcome.h"
 #include "report/TextTable.h"
 
 #include <opencv2/core.hpp>
@@ -121,7 +122,7 @@ Json imageJson(const montage::Registration& registration, int index) {
                {"used", isUsed(image)},
                {"verdict", nameOf(image.verdict)},
                {"reason", image.reason},
-               {"advice", adviceOn(image.verdict)},
+               {"advice", adviceFor(registration, image.verdict)},
                {"group", image.group < 0 ? Json() : Json(image.group)},
                {"corners", image.keypoints},
                {"rms", Json()},

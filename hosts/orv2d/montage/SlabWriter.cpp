@@ -4,7 +4,6 @@
 #include "ExitCode.h"
 #include "ImageIo.h"
 #include "StageLine.h"
-#include "StopSignals.h"
 #include "montage/Notes.h"
 #include "montage/SlabNames.h"
 #include "montage/TiledFile.h"
@@ -204,7 +203,6 @@ void SlabWriter::composeInMemory(montage::Composer& composer,
 }
 
 void SlabWriter::writePicture(const fs::path& path, const cv::Mat& picture) {
-  StopSignals::check();
   progress_.say("writing " + path.string());
   const bool asked = settings_.wantsTiles() && path != settings_.overlay;
   const bool inTiles = asked || needsTiles(path, picture.size(), picture.channels());
