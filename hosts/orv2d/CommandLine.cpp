@@ -107,10 +107,7 @@ void requireNoFlagValues(const CLI::App& app, const Words& words) {
     }
     if (name.size() < word.size() && isOption(word) && holds(optionNames(command), name) &&
         command.get_option(name)->get_items_expected_max() == 0) {
-      throw HostError(
-          ExitCode::Usage,
-          std::string(name).append(" takes no value, '").append(word).append("' found") +
-              seeHelpOf(command));
+      throw HostError(ExitCode::Usage, name + " takes no value" + seeHelpOf(command));
     }
   }
 }

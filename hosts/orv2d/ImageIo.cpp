@@ -151,7 +151,9 @@ void requireDiskSpace(const std::filesystem::path& target, std::uint64_t bytes) 
   if (!error && space.available < bytes) {
     const auto megabytes = [](std::uint64_t count) {
       constexpr std::uint64_t kMegabyte = 1000000;
-      return std::to_string(count / kMegabyte) + " MB";
+      constexpr std::uint64_t kTenth = kMegabyte / 10;
+      return std::to_string(count / kMegabyte) + "." + std::to_string(count % kMegabyte / kTenth) +
+             " MB";
     };
     throw HostError(ExitCode::NoRoom,
                     inQuotes(target) + " may take up to " + megabytes(bytes) +

@@ -283,7 +283,7 @@ TEST_F(RefusedInput, WithTooFewFilesItStillSpeaks) {
   writeText("text.png", "no image");
   for (const int files : {4, 5}) {
     const RunResult result =
-        shell(R"((exec >"$OUT" 2>"$ERR" && ulimit -n )" + std::to_string(files) +
+        shell(R"((exec >"$OUT" 2>"$ERR" 3>&- 4>&- 5>&- && ulimit -n )" + std::to_string(files) +
               R"( && exec "$PROGRAM" montage text.png a.png -o o.png --quiet))");
     EXPECT_EQ(result.exitCode, kUnreadable) << files;
     EXPECT_THAT(result.errorLines, ElementsAre(HasSubstr("text.png"))) << files;
