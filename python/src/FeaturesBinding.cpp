@@ -61,12 +61,9 @@ py::dtype shiftType() {
   return recordType({{"x", "f4", 0}, {"y", "f4", sizeof(float)}}, sizeof(cv::Point2f));
 }
 
-Features withoutPixels(const Features& features, bool descriptors) {
+Features withoutImage(const Features& features) {
   Features slim = features;
   slim.image.release();
-  if (!descriptors) {
-    slim.descriptors.release();
-  }
   return slim;
 }
 
@@ -105,11 +102,8 @@ void bindFeaturesClass(py::module_& module) {
           [](const py::object& self) { return viewOf(self.cast<const Features&>().image, self); },
           "The grey image at registration resolution, uint8; None unless kept. A read-only view.")
       .def("slim",
-           &withoutPixels,
-           py::kw_only(),
-           py::arg("descriptors") = true,
-           "A copy without its image: what select_pairs() looks at. Without its descriptors too: "
-           "what adjust() looks at.")
+           &withoutImage,
+           "A copy without its image: all that select_pairs() and adjust() look at.")
       .def("__len__", [](const Features& f) { return f.keypoints.size(); })
       .def("__repr__", [](const Features& f) {
         return "Features(" + std::to_string(f.keypoints.size()) + " " + nameOf(f.kind) + " in " +

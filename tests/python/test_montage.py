@@ -84,7 +84,7 @@ def test_steps_agree_with_register(photographs, registration):
         pair = mn.match(features[first], features[second])
         pair.first, pair.second = first, second
         pairs.append(pickle.loads(pickle.dumps(pair)))
-    adjusted = mn.adjust([each.slim(descriptors=False) for each in features], pairs)
+    adjusted = mn.adjust([each.slim() for each in features], pairs)
     for image, name in zip(adjusted.images, photographs):
         image.name = name
     adjusted.options = registration.options
