@@ -169,9 +169,10 @@ Features describe(const py::object& image,
                   const FeatureOptions& options,
                   std::optional<double> scale,
                   const std::string& order) {
-  const cv::Mat pixels = readImage(image, "image", orderOf(order));
+  const ArrayImage given = readImage(image, "image", orderOf(order));
   return unlocked([&] {
-    return scale ? montage::describe(pixels, options, *scale) : montage::describe(pixels, options);
+    return scale ? montage::describe(given.pixels, options, *scale)
+                 : montage::describe(given.pixels, options);
   });
 }
 
