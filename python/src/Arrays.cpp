@@ -212,14 +212,18 @@ std::string PythonImages::name(int index) const {
   return array(index).empty() ? files_.name(index) : ImageSource::name(index);
 }
 
-cv::Mat readImage(const py::object& image, const std::string& name, Order order, bool own) {
+ArrayImage readImage(const py::object& image, const std::string& name, Order order, bool own) {
   if (isPath(image)) {
     const std::filesystem::path file = pathOf(image);
-    return unlocked([&] { return montage::readImageFile(file); });
+    return {py::none(), unlocked([&] { return montage::readImageFile(file); })};
   }
-  const ArrayImage given = imageOf(image, name);
-  const cv::Mat pixels = swapped(given.pixels, order);
-  return own && pixels.data == given.pixels.data ? pixels.clone() : pixels;
+  ArrayImage given = imageOf(image, name);
+  const unsigned char* data = given.pixels.data;
+  given.pixels = swapped(given.pixels, order);
+  if (own && given.pixels.data == data) {
+    given.pixels = given.pixels.clone();
+  }
+  return given;
 }
 
 }  // namespace montage_python

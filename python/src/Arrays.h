@@ -24,7 +24,8 @@ enum class Order { rgb, bgr };
 /// @throw std::invalid_argument unless the name is "rgb" or "bgr"
 Order orderOf(const std::string& name);
 
-/// An image over the memory of an array that is kept alive.
+/// An image that may lie in the memory of an array, which is kept alive. With the interpreter's lock
+/// to be copied and destroyed.
 struct ArrayImage {
   py::object owner;
   cv::Mat pixels;  ///< channels in the array's order
@@ -94,7 +95,10 @@ class PythonImages : public montage::ImageSource {
 
 /// One image, an array or a path, in the library's order of channels.
 /// @param[in] own  in memory that may be written.
-cv::Mat readImage(const py::object& image, const std::string& name, Order order, bool own = false);
+ArrayImage readImage(const py::object& image,
+                     const std::string& name,
+                     Order order,
+                     bool own = false);
 
 }  // namespace montage_python
 

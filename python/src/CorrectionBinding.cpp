@@ -36,7 +36,7 @@ Corrected corrected(const py::object& image,
                     Lens lens,
                     const Operation& operation) {
   const Order order = orderOf(orderName);
-  cv::Mat pixels = readImage(image, "image", order, true);
+  cv::Mat pixels = readImage(image, "image", order, true).pixels;
   Bounds bounds{};
   const int status = unlocked([&] {
     const int result = operation(lens, bounds, pixels);

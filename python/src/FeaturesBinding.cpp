@@ -3,6 +3,7 @@
 #include "Call.h"
 #include "Module.h"
 #include "Names.h"
+#include "PickledFeatures.h"
 #include "SavedValue.h"
 
 #include <cstddef>
@@ -67,6 +68,12 @@ Features withoutImage(const Features& features) {
   return slim;
 }
 
+template <class Value>
+void addPickling(py::class_<Value>& type, Value (*from)(const py::tuple&)) {
+  type.def(py::pickle(
+      [](const py::object& self) { return stateOf(self.cast<const Value&>(), self); }, from));
+}
+
 void bindFeaturesClass(py::module_& module) {
   py::class_<Features> type(module, "Features", "What describe() found in one image.");
   type.def(py::init<>(), "Of an image of which nothing is known.")
@@ -110,6 +117,7 @@ void bindFeaturesClass(py::module_& module) {
                std::to_string(f.imageSize.width) + " x " + std::to_string(f.imageSize.height) +
                " pixels)";
       });
+  addPickling<Features>(type, &featuresFrom);
   addSaving<Features>(type, &montage::loadFeatures);
 }
 
@@ -153,6 +161,7 @@ void bindMatchesClass(py::module_& module) {
                ": " + std::to_string(pair.inlierCount) + " of " +
                std::to_string(pair.matches.size()) + " matches agree)";
       });
+  addPickling<PairMatches>(type, &pairMatchesFrom);
   addSaving<PairMatches>(type, &montage::loadPairMatches);
 }
 
@@ -160,9 +169,10 @@ Features describe(const py::object& image,
                   const FeatureOptions& options,
                   std::optional<double> scale,
                   const std::string& order) {
-  const cv::Mat pixels = readImage(image, "image", orderOf(order));
+  const ArrayImage given = readImage(image, "image", orderOf(order));
   return unlocked([&] {
-    return scale ? montage::describe(pixels, options, *scale) : montage::describe(pixels, options);
+    return scale ? montage::describe(given.pixels, options, *scale)
+                 : montage::describe(given.pixels, options);
   });
 }
 

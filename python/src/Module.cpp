@@ -62,8 +62,8 @@ PYBIND11_MODULE(_core, module) {
   module.def(
       "hash_of",
       [](const py::object& image, const std::string& order) {
-        const cv::Mat pixels = readImage(image, "image", orderOf(order));
-        return unlocked([&] { return montage::hashOf(pixels); });
+        const ArrayImage given = readImage(image, "image", orderOf(order));
+        return unlocked([&] { return montage::hashOf(given.pixels); });
       },
       py::arg("image"),
       py::kw_only(),

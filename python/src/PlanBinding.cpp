@@ -116,6 +116,7 @@ void bindClass(py::module_& module) {
         return "MontagePlan(" + nameOf(plan.status) + ": " + plan.reason + ")";
       });
   addSaving<MontagePlan>(type, &montage::loadPlan);
+  addPickling<MontagePlan>(type, &montage::loadPlan);
 }
 
 }  // namespace

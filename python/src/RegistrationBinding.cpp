@@ -133,6 +133,7 @@ void bindClass(py::module_& module) {
            "Gives the verdict on an image that could not be read, which adjust() cannot know.")
       .def("__repr__", &textOf);
   addSaving<Registration>(type, &montage::loadRegistration);
+  addPickling<Registration>(type, &montage::loadRegistration);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 
 namespace montage_python {
 namespace {
@@ -38,8 +37,10 @@ class TemporaryFolder {
 std::string bytesOf(const std::function<void(const fs::path&)>& write) {
   const TemporaryFolder folder;
   write(folder.file());
-  std::ifstream stream(folder.file(), std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
+  std::string bytes(fs::file_size(folder.file()), ' ');
+  std::ifstream(folder.file(), std::ios::binary)
+      .read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  return bytes;
 }
 
 void withFileOf(const std::string& bytes, const std::function<void(const fs::path&)>& read) {

@@ -22,24 +22,29 @@ std::string bytesOf(const std::function<void(const std::filesystem::path&)>& wri
 void withFileOf(const std::string& bytes,
                 const std::function<void(const std::filesystem::path&)>& read);
 
-/// Adds save(), load(), to_bytes(), from_bytes() and pickling.
+/// What save() writes.
+template <class Value>
+py::bytes toBytes(const Value& value) {
+  std::string bytes;
+  {
+    const py::gil_scoped_release others;
+    bytes = bytesOf([&](const std::filesystem::path& file) { montage::save(value, file); });
+  }
+  return bytes;
+}
+
+/// The value of such bytes.
+template <class Value>
+Value fromBytes(const std::string& bytes, Value (*load)(const std::filesystem::path&)) {
+  const py::gil_scoped_release others;
+  Value value;
+  withFileOf(bytes, [&](const std::filesystem::path& file) { value = load(file); });
+  return value;
+}
+
+/// Adds save(), load(), to_bytes() and from_bytes().
 template <class Value>
 void addSaving(py::class_<Value>& type, Value (*load)(const std::filesystem::path&)) {
-  const auto toBytes = [](const Value& value) {
-    std::string bytes;
-    {
-      const py::gil_scoped_release others;
-      bytes = bytesOf([&](const std::filesystem::path& file) { montage::save(value, file); });
-    }
-    return py::bytes(bytes);
-  };
-  const auto fromBytes = [load](const py::bytes& given) {
-    const std::string bytes = given;
-    const py::gil_scoped_release others;
-    Value value;
-    withFileOf(bytes, [&](const std::filesystem::path& file) { value = load(file); });
-    return value;
-  };
   type.def(
           "save",
           [](const Value& value, const py::object& path) {
@@ -56,9 +61,19 @@ void addSaving(py::class_<Value>& type, Value (*load)(const std::filesystem::pat
           },
           py::arg("path"),
           "Reads a saved value, exactly as it was. Raises FileError.")
-      .def("to_bytes", toBytes, "What save() writes.")
-      .def_static("from_bytes", fromBytes, py::arg("data"), "The value of to_bytes().")
-      .def(py::pickle(toBytes, fromBytes));
+      .def("to_bytes", &toBytes<Value>, "What save() writes.")
+      .def_static(
+          "from_bytes",
+          [load](const py::bytes& data) { return fromBytes<Value>(data, load); },
+          py::arg("data"),
+          "The value of to_bytes().");
+}
+
+/// Adds pickling as to_bytes() and from_bytes().
+template <class Value>
+void addPickling(py::class_<Value>& type, Value (*load)(const std::filesystem::path&)) {
+  type.def(py::pickle([](const Value& value) { return toBytes(value); },
+                      [load](const py::bytes& data) { return fromBytes<Value>(data, load); }));
 }
 
 }  // namespace montage_python
