@@ -106,8 +106,7 @@ void save(const MontagePlan& plan, const std::filesystem::path& file) {
                 {{"pixels", plan.estimate.pixels},
                  {"montageBytes", plan.estimate.montageBytes},
                  {"memoryBytes", plan.estimate.memoryBytes},
-                 {"leastMemoryBytes", plan.estimate.leastMemoryBytes},
-                 {"seconds", plan.estimate.seconds}}},
+                 {"leastMemoryBytes", plan.estimate.leastMemoryBytes}}},
                {"images", Json::array()},
                {"leftOut", Json::array()}};
   for (const PlannedImage& image : plan.images) {
@@ -142,7 +141,6 @@ MontagePlan loadPlan(const std::filesystem::path& file) {
     estimate.at("montageBytes").get_to(plan.estimate.montageBytes);
     estimate.at("memoryBytes").get_to(plan.estimate.memoryBytes);
     estimate.at("leastMemoryBytes").get_to(plan.estimate.leastMemoryBytes);
-    estimate.at("seconds").get_to(plan.estimate.seconds);
     for (const Json& image : json.at("images")) {
       plan.images.push_back(imageFrom(image, plan.options.seams != Seams::none, reader));
     }

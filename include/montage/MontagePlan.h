@@ -61,7 +61,8 @@ struct Estimate {
   std::uint64_t memoryBytes = 0;
   /// Of memory at the peak, if it is made in strips that are written as they are finished.
   std::uint64_t leastMemoryBytes = 0;
-  double seconds = 0.0;  ///< on this machine, without reading and writing files
+  /// On this machine, without reading and writing files; not saved: 0 in a loaded plan.
+  double seconds = 0.0;
 };
 
 struct MontagePlan {
