@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Pipeline/Adjustment.h"
-#include "Pipeline/PairMatching.h"
+#include "Pipeline/PairPoints.h"
 #include "Platform/ParallelLoop.h"
 #include "Registration/Cameras/PairGraph.h"
 #include "Registration/Cameras/PairRotations.h"
@@ -21,10 +21,6 @@ using ORV::Common::Platform::parallelFor;
 using namespace ORV::Common::Algorithms::Montage::
     Registration;  // NOLINT(google-build-using-namespace)
 
-/// Two images are alike if their corners lie this close to each other, registration pixels.
-constexpr double kAlikePx = 2.0;
-constexpr double kAlikeInlierShare = 0.5;
-
 /// A pair is false if the median of its errors exceeds both.
 constexpr double kFalsePx = 5.0;
 constexpr double kFalseRatio = 8.0;
@@ -41,10 +37,6 @@ constexpr double kDoubtfulFocal = 5.0;  ///< times the diagonal
 constexpr int kIterationsOfRotations = 30;
 constexpr double kFarWorse = 10.0;
 
-// Points placed by their surroundings are used alone if there are at least so many.
-constexpr std::size_t kFewestPlaced = 12;
-constexpr double kLeastPlacedShare = 0.3;
-
 /// So many points of a pair are enough for its cameras where each image has many pairs.
 constexpr int kManyImages = 20;
 constexpr std::size_t kPointsOfLargeSets = 100;
@@ -59,38 +51,8 @@ std::size_t at(int index) {
   return static_cast<std::size_t>(index);
 }
 
-cv::Point2d principalPointOf(const Features& features) {
-  return {(features.scaledSize.width - 1) / 2.0, (features.scaledSize.height - 1) / 2.0};
-}
-
 double diagonalOf(const Features& features) {
   return std::hypot(features.scaledSize.width, features.scaledSize.height);
-}
-
-/// The inlier matches, of those that could be placed by their surroundings only these, if they are
-/// enough.
-std::vector<PointPair> inlierPoints(const std::vector<Features>& features,
-                                    const PairMatches& pair) {
-  const Features& first = features[at(pair.first)];
-  const Features& second = features[at(pair.second)];
-  std::vector<PointPair> all;
-  std::vector<PointPair> placed;
-  for (std::size_t k = 0; k < pair.matches.size() && k < pair.inliers.size(); ++k) {
-    if (pair.inliers[k] == 0) {
-      continue;
-    }
-    const cv::Point2d a = first.keypoints[at(pair.matches[k].queryIdx)].pt;
-    const cv::Point2d b = second.keypoints[at(pair.matches[k].trainIdx)].pt;
-    all.push_back({a - principalPointOf(first), b - principalPointOf(second)});
-    if (k < pair.shifts.size() && !std::isnan(pair.shifts[k].x)) {
-      placed.push_back({all.back().first, all.back().second + cv::Point2d(pair.shifts[k])});
-    }
-  }
-  const bool enough =
-      placed.size() >= kFewestPlaced &&
-      static_cast<double>(placed.size()) >=
-          kLeastPlacedShare * std::min<double>(static_cast<double>(all.size()), kMostPlacedPoints);
-  return enough ? placed : all;
 }
 
 /// As many of the points, evenly from all over the list.
@@ -104,40 +66,6 @@ std::vector<PointPair> thinned(const std::vector<PointPair>& points, std::size_t
     kept.push_back(points[k * points.size() / most]);
   }
   return kept;
-}
-
-/// Whether the second image shows what the first one shows, in the same place.
-bool areAlike(const std::vector<Features>& features, const PairMatches& pair) {
-  const cv::Size size = features[at(pair.first)].scaledSize;
-  if (!pair.hasHomography || size != features[at(pair.second)].scaledSize ||
-      pair.inlierCount < kAlikeInlierShare * static_cast<double>(pair.matches.size())) {
-    return false;
-  }
-  const std::vector<cv::Point2d> corners = {{-size.width / 2.0, -size.height / 2.0},
-                                            {size.width / 2.0, -size.height / 2.0},
-                                            {-size.width / 2.0, size.height / 2.0},
-                                            {size.width / 2.0, size.height / 2.0}};
-  return std::all_of(corners.begin(), corners.end(), [&](const cv::Point2d& corner) {
-    const cv::Vec3d mapped = pair.secondFromFirst * cv::Vec3d(corner.x, corner.y, 1.0);
-    return cv::norm(cv::Point2d(mapped[0] / mapped[2], mapped[1] / mapped[2]) - corner) < kAlikePx;
-  });
-}
-
-/// The errors of a pair's points under two cameras, pixels.
-std::vector<double> errorsOf(const CameraPair& pair, const std::vector<TurningCamera>& cameras) {
-  const TurningCamera& first = cameras[at(pair.first)];
-  const TurningCamera& second = cameras[at(pair.second)];
-  const double pixelsPerRay = std::sqrt(first.focal * second.focal);
-  const auto rayOf = [](const TurningCamera& camera, const cv::Point2d& pixel) {
-    return cv::normalize(camera.worldFromCamera * cv::Vec3d(pixel.x, pixel.y, camera.focal));
-  };
-  std::vector<double> errors;
-  errors.reserve(pair.points.size());
-  for (const PointPair& points : pair.points) {
-    errors.push_back(pixelsPerRay *
-                     cv::norm(rayOf(first, points.first) - rayOf(second, points.second)));
-  }
-  return errors;
 }
 
 /// The upper median; 0 for an empty list.
@@ -473,20 +401,6 @@ class RobustAdjuster {
 };
 
 }  // namespace
-
-PairErrors robustErrors(const std::vector<Features>& features,
-                        const PairMatches& pair,
-                        const Camera& first,
-                        const Camera& second) {
-  const std::vector<TurningCamera> cameras{{first.focal, first.worldFromCamera},
-                                           {second.focal, second.worldFromCamera}};
-  PairErrors errors;
-  for (const double error : errorsOf({0, 1, inlierPoints(features, pair)}, cameras)) {
-    errors.squares += error * error;
-    ++errors.count;
-  }
-  return errors;
-}
 
 Adjustment adjustRobustly(const std::vector<Features>& features,
                           const std::vector<PairMatches>& pairs,
