@@ -121,6 +121,7 @@ class Composer::Engine {
       tiles += plane_->tileCount(strip);
     }
     Watcher watcher(progress, Stage::compose, tiles);
+    keepMasksOf(sweep.holdAll ? plane_->imagesOf(area) : std::vector<std::size_t>());
     HeldImages held(*this, images, sweep.holdAll, watcher);
     for (const cv::Rect& strip : sweep.strips) {
       const WarpedImages& warped = held.imagesFor(sweep.holdAll ? area : strip);
@@ -174,6 +175,15 @@ class Composer::Engine {
     WarpedImages images_;
   };
 
+  /// Slabs and neighbouring windows share masks; those of other windows would add up.
+  void keepMasksOf(std::vector<std::size_t> images) {
+    std::vector<std::size_t> ended;
+    std::set_difference(
+        kept_.begin(), kept_.end(), images.begin(), images.end(), std::back_inserter(ended));
+    plane_->release(ended);
+    kept_ = std::move(images);
+  }
+
   void requireWindow(const cv::Rect& window) const {
     const cv::Rect all(cv::Point(), plan_.size);
     if (window.empty() || (window & all) != window) {
@@ -204,6 +214,7 @@ class Composer::Engine {
       return;
     }
     channels_ = channels;
+    kept_.clear();
     placed_ = layOut(plan_);
     planner_.emplace(plan_, placed_, channels_);
     plane_.emplace(
@@ -296,6 +307,7 @@ class Composer::Engine {
   std::vector<PlaneComposer::Image> placed_;
   std::optional<SweepPlanner> planner_;
   std::optional<PlaneComposer> plane_;
+  std::vector<std::size_t> kept_;  ///< images whose masks outlive a run, ascending
 };
 
 MemoryLimitError::MemoryLimitError(std::uint64_t needed, std::uint64_t allowed)

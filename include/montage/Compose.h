@@ -79,7 +79,8 @@ class MONTAGE_API Composer {
   /// @note Every image is read once.
   cv::Mat compose(const ImageSource& images, const Progress& progress = {});
 
-  /// A part of it; only the images that bear on the window are read.
+  /// A part of it; only the images that bear on the window are read, and only the masks of the last
+  /// window are kept.
   /// @param[in] window  inside the montage, not empty.
   cv::Mat compose(const ImageSource& images, const cv::Rect& window, const Progress& progress = {});
 
