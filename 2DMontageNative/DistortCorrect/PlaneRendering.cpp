@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "DistortCorrect/PlaneRendering.h"
 
+#include "Platform/LargePages.h"
 #include "Platform/ParallelLoop.h"
 
 #include <algorithm>
@@ -153,6 +154,7 @@ cv::Mat PlanePicture::render(const cv::Rect& rect) const {
     return none;
   }
   cv::Mat picture(rect.size(), source_.type());
+  Platform::preferLargePages(picture.data, picture.total() * picture.elemSize());
   const int tileRows = ceilDiv(rect.height, kTileRows);
   const int tileCols = ceilDiv(rect.width, kTileCols);
   const int rowsPerBand = ceilDiv(tileRows, kMaxBands);

@@ -311,14 +311,26 @@ void sampleBlock(const CubicSource& source,
   }
 }
 
-/// Samples the last pixels of a run, at most a block, and touches nothing beyond them.
+/// Samples the last whole block of a run and touches nothing beyond it.
 template <int kChannels>
-void sampleLastBlock(const CubicSource& source,
-                     const std::int16_t* table,
-                     const float* x,
-                     const float* y,
-                     std::ptrdiff_t count,
-                     std::uint8_t* out) {
+void sampleFinalBlock(const CubicSource& source,
+                      const std::int16_t* table,
+                      const float* x,
+                      const float* y,
+                      std::uint8_t* out) {
+  std::uint8_t sampled[kBlock * kChannels + kSurplus];
+  sampleBlock<kChannels>(source, table, x, y, kBlock, sampled);
+  std::copy_n(sampled, kBlock * kChannels, out);
+}
+
+/// Samples the last pixels of a run, fewer than a block, and touches nothing beyond them.
+template <int kChannels>
+void sampleRest(const CubicSource& source,
+                const std::int16_t* table,
+                const float* x,
+                const float* y,
+                std::ptrdiff_t count,
+                std::uint8_t* out) {
   float paddedX[kBlock];
   float paddedY[kBlock];
   std::uint8_t sampled[kBlock * kChannels + kSurplus];
@@ -342,8 +354,10 @@ void sampleRun(const CubicSource& source,
     y += kBlock;
     out += kBlock * kChannels;
   }
-  if (count > 0) {
-    sampleLastBlock<kChannels>(source, table, x, y, count, out);
+  if (count == kBlock) {
+    sampleFinalBlock<kChannels>(source, table, x, y, out);
+  } else if (count > 0) {
+    sampleRest<kChannels>(source, table, x, y, count, out);
   }
 }
 
