@@ -70,7 +70,8 @@ int SterProject::Process(double halfFieldAngle,
   const std::vector<float> axis = samplingGrid(-planeHalfExtent, planeHalfExtent, size);
   Platform::parallelFor(0, size, [&](int row) {
     const float y = axis[static_cast<std::size_t>(row)];
-    projection.sourceFromPlaneRow(axis.data(), size, y, mapCols[row], mapRows[row]);
+    SourceExtent extent;
+    projection.sourceFromPlaneRow(axis.data(), size, y, mapCols[row], mapRows[row], extent);
   });
   return kCorrected;
 }

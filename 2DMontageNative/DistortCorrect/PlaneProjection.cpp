@@ -19,7 +19,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 #if HWY_TARGET == HWY_SCALAR
 /// Without vectors every point is left to the scalar formula.
-int mapVectors(const PlaneProjection&, const float*, int, float, float*, float*) {
+int mapVectors(const PlaneProjection&, const float*, int, float, float*, float*, SourceExtent&) {
   return 0;
 }
 #else
@@ -57,7 +57,8 @@ HWY_ATTR int mapWholeVectors(const PlaneProjection& projection,
                              int count,
                              float yScalar,
                              float* HWY_RESTRICT cols,
-                             float* HWY_RESTRICT rows) {
+                             float* HWY_RESTRICT rows,
+                             SourceExtent& extent) {
   const FloatTag tag;
   const int lanes = static_cast<int>(hn::Lanes(tag));
   const auto all = [&](float value) HWY_ATTR { return hn::Set(tag, value); };
@@ -74,6 +75,8 @@ HWY_ATTR int mapWholeVectors(const PlaneProjection& projection,
   const Floats two = all(2.0F);
   const Floats y = all(yScalar);
   const Floats ySquare = hn::Mul(y, y);
+  Floats minCol = all(extent.minCol), maxCol = all(extent.maxCol);
+  Floats minRow = all(extent.minRow), maxRow = all(extent.maxRow);
 
   int i = 0;
   for (; i + lanes <= count; i += lanes) {
@@ -91,11 +94,20 @@ HWY_ATTR int mapWholeVectors(const PlaneProjection& projection,
       lensY = hn::Add(hn::Add(hn::Mul(m10, viewX), hn::Mul(m11, viewY)), hn::Mul(m12, lensZ));
     }
     const Floats f = lens.factor(hn::Add(hn::Mul(lensX, lensX), hn::Mul(lensY, lensY)));
-    const Floats col = hn::Mul(hn::Add(hn::Mul(lensX, f), one), colExtent);
-    const Floats row = hn::Mul(hn::Add(hn::Mul(lensY, f), one), rowExtent);
-    hn::StoreU(hn::Mul(col, colFactor), tag, cols + i);
-    hn::StoreU(hn::Mul(row, rowFactor), tag, rows + i);
+    const Floats col = hn::Mul(hn::Mul(hn::Add(hn::Mul(lensX, f), one), colExtent), colFactor);
+    const Floats row = hn::Mul(hn::Mul(hn::Add(hn::Mul(lensY, f), one), rowExtent), rowFactor);
+    hn::StoreU(col, tag, cols + i);
+    hn::StoreU(row, tag, rows + i);
+    // The second operand is what a comparison with NaN gives.
+    minCol = hn::Min(col, minCol);
+    maxCol = hn::Max(col, maxCol);
+    minRow = hn::Min(row, minRow);
+    maxRow = hn::Max(row, maxRow);
   }
+  extent = {hn::GetLane(hn::MinOfLanes(tag, minCol)),
+            hn::GetLane(hn::MaxOfLanes(tag, maxCol)),
+            hn::GetLane(hn::MinOfLanes(tag, minRow)),
+            hn::GetLane(hn::MaxOfLanes(tag, maxRow))};
   return i;
 }
 
@@ -105,9 +117,11 @@ int mapLifted(const PlaneProjection& projection,
               int count,
               float y,
               float* cols,
-              float* rows) {
-  return projection.rotated ? mapWholeVectors<lift, true>(projection, xs, count, y, cols, rows)
-                            : mapWholeVectors<lift, false>(projection, xs, count, y, cols, rows);
+              float* rows,
+              SourceExtent& extent) {
+  return projection.rotated
+             ? mapWholeVectors<lift, true>(projection, xs, count, y, cols, rows, extent)
+             : mapWholeVectors<lift, false>(projection, xs, count, y, cols, rows, extent);
 }
 
 int mapVectors(const PlaneProjection& projection,
@@ -115,10 +129,11 @@ int mapVectors(const PlaneProjection& projection,
                int count,
                float y,
                float* cols,
-               float* rows) {
+               float* rows,
+               SourceExtent& extent) {
   return projection.lift == Lift::kStereographic
-             ? mapLifted<Lift::kStereographic>(projection, xs, count, y, cols, rows)
-             : mapLifted<Lift::kRect>(projection, xs, count, y, cols, rows);
+             ? mapLifted<Lift::kStereographic>(projection, xs, count, y, cols, rows, extent)
+             : mapLifted<Lift::kRect>(projection, xs, count, y, cols, rows, extent);
 }
 #endif  // HWY_TARGET
 
@@ -174,13 +189,18 @@ SourcePosition PlaneProjection::sourceFromPlane(float x, float y) const {
           (lensY * f + 1.0F) * rows.extent * rows.factor};
 }
 
-void PlaneProjection::sourceFromPlaneRow(
-    const float* xs, int count, float y, float* cols, float* sourceRows) const {
-  const int done = HWY_DYNAMIC_DISPATCH(mapVectors)(*this, xs, count, y, cols, sourceRows);
+void PlaneProjection::sourceFromPlaneRow(const float* xs,
+                                         int count,
+                                         float y,
+                                         float* cols,
+                                         float* sourceRows,
+                                         SourceExtent& extent) const {
+  const int done = HWY_DYNAMIC_DISPATCH(mapVectors)(*this, xs, count, y, cols, sourceRows, extent);
   for (int i = done; i < count; ++i) {
     const SourcePosition position = sourceFromPlane(xs[i], y);
     cols[i] = position.col;
     sourceRows[i] = position.row;
+    extent.add(position);
   }
 }
 

@@ -10,6 +10,8 @@
 
 #include "DistortCorrect/Rotation.h"
 
+#include <limits>
+
 namespace ORV::Common::Algorithms::DistortCorrect {
 
 /// How a plane point (x, y) is lifted into space, with t = 1 / (x^2 + y^2 + 1).
@@ -54,6 +56,23 @@ struct SourcePosition {
   float row;
 };
 
+/// The smallest rectangle around source positions; NaN is passed over.
+struct SourceExtent {
+  float minCol = std::numeric_limits<float>::infinity();
+  float maxCol = -std::numeric_limits<float>::infinity();
+  float minRow = std::numeric_limits<float>::infinity();
+  float maxRow = -std::numeric_limits<float>::infinity();
+
+  [[nodiscard]] bool empty() const { return !(minCol <= maxCol && minRow <= maxRow); }
+
+  void add(const SourcePosition& position) {
+    minCol = position.col < minCol ? position.col : minCol;
+    maxCol = position.col > maxCol ? position.col : maxCol;
+    minRow = position.row < minRow ? position.row : minRow;
+    maxRow = position.row > maxRow ? position.row : maxRow;
+  }
+};
+
 /// The projection model with all its parameters.
 struct PlaneProjection {
   Lift lift;
@@ -78,8 +97,13 @@ struct PlaneProjection {
   /// `sourceFromPlane` of `count` points (xs[i], y), vectorised; bit for bit the same values.
   ///
   /// @param[out] cols,sourceRows  `count` values each; must not overlap xs.
-  void sourceFromPlaneRow(
-      const float* xs, int count, float y, float* cols, float* sourceRows) const;
+  /// @param[in,out] extent  takes in the positions.
+  void sourceFromPlaneRow(const float* xs,
+                          int count,
+                          float y,
+                          float* cols,
+                          float* sourceRows,
+                          SourceExtent& extent) const;
 };
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

@@ -69,15 +69,21 @@ class PlanePicture::Tiles {
  public:
   explicit Tiles(const PlanePicture& picture) : picture_(picture) {}
 
-  /// Fills `tile` with the pixels of `place`.
-  void render(const cv::Rect& place, cv::Mat& tile) {
+  /// Finds the source positions of the pixels of `place`; false if all of them are black.
+  [[nodiscard]] bool locate(const cv::Rect& place) {
     const float* const xs = picture_.grid_.xs.data() + place.x;
     const float* const ys = picture_.grid_.ys.data() + place.y;
+    SourceExtent extent;
     for (int row = 0; row < place.height; ++row) {
       picture_.projection_.sourceFromPlaneRow(
-          xs, place.width, ys[row], cols_.ptr<float>(row), rows_.ptr<float>(row));
+          xs, place.width, ys[row], cols_.ptr<float>(row), rows_.ptr<float>(row), extent);
     }
-    const cv::Rect part({0, 0}, place.size());
+    return !picture_.black_.blackWithin(extent);
+  }
+
+  /// Fills `tile` with the pixels of the place located last.
+  void sample(cv::Mat& tile) const {
+    const cv::Rect part({0, 0}, tile.size());
     picture_.sample_(cols_(part), rows_(part), tile);
   }
 
@@ -89,11 +95,12 @@ class PlanePicture::Tiles {
 
 PlanePicture::PlanePicture(const PlaneProjection& projection,
                            PlaneGrid grid,
-                           cv::Mat source,
+                           const cv::Mat& source,
                            TileSampler sample)
     : projection_(projection),
       grid_(std::move(grid)),
-      source_(std::move(source)),
+      black_(source),
+      type_(source.type()),
       sample_(std::move(sample)) {}
 
 cv::Size PlanePicture::size() const {
@@ -103,14 +110,14 @@ cv::Size PlanePicture::size() const {
 bool PlanePicture::mayHaveContent() const {
   // A grid that starts without a finite value holds none: each value adds to the one before.
   return projection_.hasFinitePositions() && std::isfinite(grid_.xs.front()) &&
-         std::isfinite(grid_.ys.front()) && cv::countNonZero(source_.reshape(1)) > 0;
+         std::isfinite(grid_.ys.front()) && !black_.allBlack();
 }
 
 ContentProfile PlanePicture::contentProfile() const {
   const cv::Rect area({0, 0}, size());
   const int tileRows = ceilDiv(area.height, kTileRows);
   const int tileCols = ceilDiv(area.width, kTileCols);
-  BrightnessSums sums(area.size(), source_.channels(), std::min(tileRows, kMaxBands));
+  BrightnessSums sums(area.size(), CV_MAT_CN(type_), std::min(tileRows, kMaxBands));
   if (!mayHaveContent()) {
     return sums.profile();
   }
@@ -124,7 +131,7 @@ ContentProfile PlanePicture::contentProfile() const {
     const int bands = std::min(count, kMaxBands);
     Platform::parallelFor(0, bands, [&](int band) {
       Tiles tiles(*this);
-      cv::Mat buffer(kTileRows, kTileCols, source_.type());
+      cv::Mat buffer(kTileRows, kTileCols, type_);
       for (int i = band; i < count; i += bands) {
         for (int col = 0; col < tileCols; ++col) {
           const cv::Rect place = tileOf(area, pass[static_cast<std::size_t>(i)], col);
@@ -132,9 +139,11 @@ ContentProfile PlanePicture::contentProfile() const {
               sums.rowsSettled(cv::Range(place.y, place.y + place.height))) {
             continue;
           }
-          cv::Mat tile = buffer(cv::Rect({0, 0}, place.size()));
-          tiles.render(place, tile);
-          sums.add(band, tile, place.tl());
+          if (tiles.locate(place)) {
+            cv::Mat tile = buffer(cv::Rect({0, 0}, place.size()));
+            tiles.sample(tile);
+            sums.add(band, tile, place.tl());
+          }
         }
       }
     });
@@ -150,10 +159,10 @@ ContentProfile PlanePicture::contentProfile() const {
 
 cv::Mat PlanePicture::render(const cv::Rect& rect) const {
   if (rect.empty()) {
-    cv::Mat none(0, 0, source_.type());
+    cv::Mat none(0, 0, type_);
     return none;
   }
-  cv::Mat picture(rect.size(), source_.type());
+  cv::Mat picture(rect.size(), type_);
   Platform::preferLargePages(picture.data, picture.total() * picture.elemSize());
   const int tileRows = ceilDiv(rect.height, kTileRows);
   const int tileCols = ceilDiv(rect.width, kTileCols);
@@ -165,7 +174,11 @@ cv::Mat PlanePicture::render(const cv::Rect& rect) const {
       for (int col = 0; col < tileCols; ++col) {
         const cv::Rect place = tileOf(rect, row, col);
         cv::Mat tile = picture(place - rect.tl());
-        tiles.render(place, tile);
+        if (tiles.locate(place)) {
+          tiles.sample(tile);
+        } else {
+          tile.setTo(cv::Scalar());
+        }
       }
     }
   });

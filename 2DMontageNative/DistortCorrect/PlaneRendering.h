@@ -4,6 +4,7 @@
 #ifndef ORV_MONTAGE_DISTORT_CORRECT_PLANE_RENDERING_H
 #define ORV_MONTAGE_DISTORT_CORRECT_PLANE_RENDERING_H
 
+#include "DistortCorrect/BlackCells.h"
 #include "DistortCorrect/ContentProfile.h"
 #include "DistortCorrect/PlaneProjection.h"
 
@@ -15,7 +16,8 @@
 namespace ORV::Common::Algorithms::DistortCorrect {
 
 /// Fills a tile from the source positions of its pixels; called from several threads at once. A
-/// pixel must depend on its position alone, and be 0 where that is not finite.
+/// pixel must depend on its position alone, and be 0 where that is not finite or where the source
+/// is black three pixels around it. Tiles that can but be black are not asked for.
 using TileSampler =
     std::function<void(const cv::Mat& mapCols, const cv::Mat& mapRows, cv::Mat& tile)>;
 
@@ -42,10 +44,11 @@ void requirePlaneSize(int rows, int cols);
 class PlanePicture {
  public:
   /// @param[in] grid  one x per column and one y per row, at least one each.
-  /// @param[in] source  what `sample` samples, `CV_8UC1` or `CV_8UC3`; the picture has its type.
+  /// @param[in] source  what `sample` samples, `CV_8UC1` or `CV_8UC3`, not kept; the picture has
+  ///   its type.
   PlanePicture(const PlaneProjection& projection,
                PlaneGrid grid,
-               cv::Mat source,
+               const cv::Mat& source,
                TileSampler sample);
 
   /// Which columns and rows hold content.
@@ -66,7 +69,8 @@ class PlanePicture {
 
   PlaneProjection projection_;
   PlaneGrid grid_;
-  cv::Mat source_;
+  BlackCells black_;
+  int type_;
   TileSampler sample_;
 };
 

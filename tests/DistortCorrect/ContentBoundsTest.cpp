@@ -72,6 +72,9 @@ TEST(ContentProfile, OfAPictureSearchedInPassesAgreesWithTheWholePicture) {
     cv::Mat source = noise(random.uniform(50, 300), random.uniform(50, 300), type, random.next());
     // So sparse that the averages of columns and rows lie about the least that counts.
     source.setTo(cv::Scalar(), noise(source.rows, source.cols, CV_8UC1, random.next()) > 1);
+    if (round >= 4) {  // single bright pixels in large black areas, which are not sampled
+      source.setTo(cv::Scalar(), noise(source.rows, source.cols, CV_8UC1, random.next()) > 40);
+    }
     const plain::View view{1.5, 0.0, random.uniform(0.8, 1.6), random.uniform(-0.4, 0.4)};
     const std::vector<float> xs = plain::grid(-1.0F, 1.2F, random.uniform(700, 1200));
     const std::vector<float> ys = plain::grid(-1.1F, 1.0F, random.uniform(700, 1200));

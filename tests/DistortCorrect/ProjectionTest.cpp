@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -107,11 +108,20 @@ TEST(PlaneProjection, RowsAreBitEqualToTheScalarFormula) {
     const float y = random.uniform(-2.0F, 2.0F);
     std::vector<float> cols(xs.size());
     std::vector<float> rows(xs.size());
-    projection.sourceFromPlaneRow(xs.data(), count, y, cols.data(), rows.data());
+    SourceExtent extent;
+    projection.sourceFromPlaneRow(xs.data(), count, y, cols.data(), rows.data(), extent);
     for (std::size_t i = 0; i < xs.size(); ++i) {
       const SourcePosition expected = projection.sourceFromPlane(xs[i], y);
       EXPECT_TRUE(cols[i] == expected.col || (std::isnan(cols[i]) && std::isnan(expected.col)));
       EXPECT_TRUE(rows[i] == expected.row || (std::isnan(rows[i]) && std::isnan(expected.row)));
+    }
+    if (!std::isnan(cols[0])) {
+      EXPECT_EQ(extent.minCol, *std::min_element(cols.begin(), cols.end()));
+      EXPECT_EQ(extent.maxCol, *std::max_element(cols.begin(), cols.end()));
+      EXPECT_EQ(extent.minRow, *std::min_element(rows.begin(), rows.end()));
+      EXPECT_EQ(extent.maxRow, *std::max_element(rows.begin(), rows.end()));
+    } else {
+      EXPECT_TRUE(extent.empty());
     }
   }
 }
