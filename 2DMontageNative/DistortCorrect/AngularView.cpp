@@ -17,30 +17,56 @@ namespace ORV::Common::Algorithms::DistortCorrect::HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
-// The quotients in double decide the cost, so the floats are half vectors that widen without
-// shuffles.
-using DoubleTag = hn::ScalableTag<double>;
-using FloatTag = hn::Rebind<float, DoubleTag>;
-using Doubles = hn::Vec<DoubleTag>;
+#if HWY_TARGET == HWY_SCALAR
+
+/// Without vectors every point is left to the scalar formula.
+int extentOfVectors(const AngleAxis&, float, float, double, const Matrix3f&, Extent&) {
+  return 0;
+}
+int placeVectors(const AngleAxis&,
+                 float,
+                 float,
+                 double,
+                 const Matrix3f&,
+                 const PlanePlacement&,
+                 float*,
+                 float*) {
+  return 0;
+}
+
+#else
+
+using FloatTag = hn::ScalableTag<float>;
+using HalfTag = hn::Half<FloatTag>;
+using DoubleTag = hn::Repartition<double, FloatTag>;
 using Floats = hn::Vec<FloatTag>;
+using Doubles = hn::Vec<DoubleTag>;
 
-HWY_ATTR Doubles widen(Floats v) {
-  return hn::PromoteTo(DoubleTag(), v);
-}
-HWY_ATTR Floats narrow(Doubles v) {
-  return hn::DemoteTo(FloatTag(), v);
+/// `formula` on both halves of a vector in double precision, rounded back.
+template <class Formula>
+HWY_INLINE Floats inDouble(Floats v, const Formula& formula) {
+  const auto half = [&](hn::Vec<HalfTag> part) HWY_ATTR {
+    return hn::DemoteTo(HalfTag(), formula(hn::PromoteTo(DoubleTag(), part)));
+  };
+  return hn::Combine(
+      FloatTag(), half(hn::UpperHalf(HalfTag(), v)), half(hn::LowerHalf(HalfTag(), v)));
 }
 
-/// Projects the whole vectors of a row and returns how many pixels they held.
-int projectVectors(const AngleAxis& columns,
-                   float angle,
-                   float tangent,
-                   double radialCoeff,
-                   const Matrix3f& rotation,
-                   float* HWY_RESTRICT x,
-                   float* HWY_RESTRICT y) {
+/// Projects the whole vectors of a row, hands each to `take(first column, x, y)` and returns how
+/// many pixels they held.
+///
+/// The quotients of the lift are formed in single precision: a quotient of floats that is rounded
+/// to double and then to float is the quotient rounded to float at once.
+template <class Take>
+HWY_INLINE int projectVectors(const AngleAxis& columns,
+                              float angle,
+                              float tangent,
+                              double radialCoeff,
+                              const Matrix3f& rotation,
+                              const Take& take) {
   const FloatTag tag;
   const DoubleTag wideTag;
+  const HalfTag halfTag;
   const int lanes = static_cast<int>(hn::Lanes(tag));
   const int count = static_cast<int>(columns.angles.size());
   Floats m[9];
@@ -51,33 +77,94 @@ int projectVectors(const AngleAxis& columns,
     return hn::Add(hn::Add(hn::Mul(m[row], vx), hn::Mul(m[row + 1], vy)), hn::Mul(m[row + 2], vz));
   };
   const Floats one = hn::Set(tag, 1.0F);
+  const Floats two = hn::Set(tag, 2.0F);
   const Doubles wideOne = hn::Set(wideTag, 1.0);
-  const Doubles two = hn::Set(wideTag, 2.0);
   const Doubles k = hn::Set(wideTag, radialCoeff);
   const Floats bSquare = hn::Set(tag, angle * angle);
-  const Doubles tanB = widen(hn::Set(tag, tangent));
+  const Doubles tanB = hn::Set(wideTag, static_cast<double>(tangent));
 
   int i = 0;
   for (; i + lanes <= count; i += lanes) {
     const Floats a = hn::LoadU(tag, columns.angles.data() + i);
-    const Doubles tanA = widen(hn::LoadU(tag, columns.tangents.data() + i));
+    const Floats tanA = hn::LoadU(tag, columns.tangents.data() + i);
     const Floats squaredAngle = hn::Add(hn::Mul(a, a), bSquare);
-    const Doubles radial = hn::Add(hn::Mul(widen(squaredAngle), k), wideOne);
-    const Floats u = narrow(hn::Mul(tanA, radial));
-    const Floats v = narrow(hn::Mul(tanB, radial));
+    const auto radial = [&](hn::Vec<HalfTag> squared) HWY_ATTR {
+      return hn::Add(hn::Mul(hn::PromoteTo(wideTag, squared), k), wideOne);
+    };
+    const Doubles lowRadial = radial(hn::LowerHalf(halfTag, squaredAngle));
+    const Doubles highRadial = radial(hn::UpperHalf(halfTag, squaredAngle));
+    const auto times = [&](Doubles low, Doubles high) HWY_ATTR {
+      return hn::Combine(tag,
+                         hn::DemoteTo(halfTag, hn::Mul(high, highRadial)),
+                         hn::DemoteTo(halfTag, hn::Mul(low, lowRadial)));
+    };
+    const Floats u = times(hn::PromoteTo(wideTag, hn::LowerHalf(halfTag, tanA)),
+                           hn::PromoteTo(wideTag, hn::UpperHalf(halfTag, tanA)));
+    const Floats v = times(tanB, tanB);
 
     const Floats q = hn::Add(hn::Mul(u, u), hn::Mul(v, v));
     const Floats t = hn::Add(q, one);
-    const Floats sphereX = narrow(hn::Div(hn::Mul(two, widen(u)), widen(t)));
-    const Floats sphereY = narrow(hn::Div(hn::Mul(two, widen(v)), widen(t)));
+    const Floats sphereX = hn::Div(hn::Mul(two, u), t);
+    const Floats sphereY = hn::Div(hn::Mul(two, v), t);
     const Floats sphereZ = hn::Div(hn::Sub(one, q), t);
 
     const Floats depth = hn::Add(rotated(6, sphereX, sphereY, sphereZ), one);
-    hn::StoreU(hn::Div(rotated(0, sphereX, sphereY, sphereZ), depth), tag, x + i);
-    hn::StoreU(hn::Div(rotated(3, sphereX, sphereY, sphereZ), depth), tag, y + i);
+    take(i,
+         hn::Div(rotated(0, sphereX, sphereY, sphereZ), depth),
+         hn::Div(rotated(3, sphereX, sphereY, sphereZ), depth));
   }
   return i;
 }
+
+int extentOfVectors(const AngleAxis& columns,
+                    float angle,
+                    float tangent,
+                    double radialCoeff,
+                    const Matrix3f& rotation,
+                    Extent& extent) {
+  const FloatTag tag;
+  Floats minX = hn::Set(tag, extent.minX), maxX = hn::Set(tag, extent.maxX);
+  Floats minY = hn::Set(tag, extent.minY), maxY = hn::Set(tag, extent.maxY);
+  const int done = projectVectors(
+      columns, angle, tangent, radialCoeff, rotation, [&](int, Floats x, Floats y) HWY_ATTR {
+        // The second operand is what a comparison with NaN gives.
+        minX = hn::Min(x, minX);
+        maxX = hn::Max(x, maxX);
+        minY = hn::Min(y, minY);
+        maxY = hn::Max(y, maxY);
+      });
+  extent = {hn::GetLane(hn::MinOfLanes(tag, minX)),
+            hn::GetLane(hn::MaxOfLanes(tag, maxX)),
+            hn::GetLane(hn::MinOfLanes(tag, minY)),
+            hn::GetLane(hn::MaxOfLanes(tag, maxY))};
+  return done;
+}
+
+int placeVectors(const AngleAxis& columns,
+                 float angle,
+                 float tangent,
+                 double radialCoeff,
+                 const Matrix3f& rotation,
+                 const PlanePlacement& placement,
+                 float* HWY_RESTRICT xs,
+                 float* HWY_RESTRICT ys) {
+  const FloatTag tag;
+  const DoubleTag wideTag;
+  const Doubles scale = hn::Set(wideTag, placement.scale);
+  const auto placed = [&](Floats v, double middle, double centre) HWY_ATTR {
+    const Doubles from = hn::Set(wideTag, middle);
+    const Doubles to = hn::Set(wideTag, centre);
+    return inDouble(
+        v, [&](Doubles wide) HWY_ATTR { return hn::Add(hn::Mul(hn::Sub(wide, from), scale), to); });
+  };
+  return projectVectors(
+      columns, angle, tangent, radialCoeff, rotation, [&](int i, Floats x, Floats y) HWY_ATTR {
+        hn::StoreU(placed(x, placement.middle.x, placement.centre.x), tag, xs + i);
+        hn::StoreU(placed(y, placement.middle.y, placement.centre.y), tag, ys + i);
+      });
+}
+
+#endif  // HWY_TARGET
 
 }  // namespace
 }  // namespace ORV::Common::Algorithms::DistortCorrect::HWY_NAMESPACE
@@ -86,8 +173,9 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace ORV::Common::Algorithms::DistortCorrect {
 namespace {
-HWY_EXPORT(projectVectors);
-}
+HWY_EXPORT(extentOfVectors);
+HWY_EXPORT(placeVectors);
+}  // namespace
 
 AngleAxis::AngleAxis(int size, double pixelsPerRadian) {
   const double middle = size * 0.5;
@@ -132,19 +220,38 @@ cv::Point2f AngularView::planeFromPixel(int row, int col) const {
   return {x / (z + 1.0F), y / (z + 1.0F)};
 }
 
-void AngularView::planeFromRow(int row, float* x, float* y) const {
+Extent AngularView::extentOfRow(int row) const {
+  const auto index = static_cast<std::size_t>(row);
   const int count = static_cast<int>(columns_.angles.size());
-  for (int col = projectVectors(row, x, y); col < count; ++col) {
+  Extent extent;
+  int col = HWY_DYNAMIC_DISPATCH(extentOfVectors)(
+      columns_, rows_.angles[index], rows_.tangents[index], radialCoeff_, rotation_, extent);
+  for (; col < count; ++col) {
     const cv::Point2f point = planeFromPixel(row, col);
-    x[col] = point.x;
-    y[col] = point.y;
+    extent.add(point.x, point.y);
   }
+  return extent;
 }
 
-int AngularView::projectVectors(int row, float* x, float* y) const {
+void AngularView::placeRow(int row, const PlanePlacement& placement, float* x, float* y) const {
+  const auto placed = [&placement](double value, double middle, double centre) {
+    return static_cast<float>((value - middle) * placement.scale + centre);
+  };
   const auto index = static_cast<std::size_t>(row);
-  return HWY_DYNAMIC_DISPATCH(projectVectors)(
-      columns_, rows_.angles[index], rows_.tangents[index], radialCoeff_, rotation_, x, y);
+  const int count = static_cast<int>(columns_.angles.size());
+  int col = HWY_DYNAMIC_DISPATCH(placeVectors)(columns_,
+                                               rows_.angles[index],
+                                               rows_.tangents[index],
+                                               radialCoeff_,
+                                               rotation_,
+                                               placement,
+                                               x,
+                                               y);
+  for (; col < count; ++col) {
+    const cv::Point2f point = planeFromPixel(row, col);
+    x[col] = placed(point.x, placement.middle.x, placement.centre.x);
+    y[col] = placed(point.y, placement.middle.y, placement.centre.y);
+  }
 }
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

@@ -5,6 +5,7 @@
 #ifndef ORV_MONTAGE_DISTORT_CORRECT_ANGULAR_VIEW_H
 #define ORV_MONTAGE_DISTORT_CORRECT_ANGULAR_VIEW_H
 
+#include "DistortCorrect/Extent.h"
 #include "DistortCorrect/Rotation.h"
 
 #include <opencv2/core.hpp>
@@ -21,6 +22,14 @@ struct AngleAxis {
   AngleAxis(int size, double pixelsPerRadian);
 };
 
+/// From a point of the plane to a position in the image: (point - middle) * scale + centre, in
+/// double precision, rounded to single.
+struct PlanePlacement {
+  cv::Point2d middle;
+  double scale;
+  cv::Point2d centre;
+};
+
 /// Projection of all pixels of one view.
 ///
 /// For the angles (a, b) of a pixel: plane point (tan a, tan b) (1 + k (a^2 + b^2)); inverse
@@ -35,14 +44,15 @@ class AngularView {
   /// Plane point of one pixel.
   [[nodiscard]] cv::Point2f planeFromPixel(int row, int col) const;
 
-  /// `planeFromPixel` of a whole row, vectorised; bit for bit the same values.
+  /// The extent of `planeFromPixel` over a whole row, vectorised.
+  [[nodiscard]] Extent extentOfRow(int row) const;
+
+  /// Places `planeFromPixel` of a whole row, vectorised; bit for bit the same values.
   ///
   /// @param[out] x,y  one value per column each.
-  void planeFromRow(int row, float* x, float* y) const;
+  void placeRow(int row, const PlanePlacement& placement, float* x, float* y) const;
 
  private:
-  int projectVectors(int row, float* x, float* y) const;
-
   AngleAxis columns_;
   AngleAxis rows_;
   Matrix3f rotation_;

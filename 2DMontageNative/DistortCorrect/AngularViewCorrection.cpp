@@ -8,8 +8,6 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
-#include <array>
-#include <limits>
 
 namespace ORV::Common::Algorithms::DistortCorrect {
 namespace {
@@ -25,69 +23,6 @@ constexpr int kBandPixels = 32768;
 double radians(double degrees) {
   return degrees * kPi / 180.0;
 }
-
-/// Smallest and largest of many values; NaN is passed over.
-class Extent {
- public:
-  void add(const float* values, int count) {
-    int first = 0;
-    for (; first + kLanes <= count; first += kLanes) {
-      for (std::size_t k = 0; k < kLanes; ++k) {
-        take(k, values[static_cast<std::size_t>(first) + k]);
-      }
-    }
-    for (; first < count; ++first) {
-      take(0, values[first]);
-    }
-  }
-
-  void add(const Extent& other) {
-    for (std::size_t k = 0; k < kLanes; ++k) {
-      // An empty lane holds infinities: each may meet its own kind only.
-      min_[k] = std::min(min_[k], other.min_[k]);
-      max_[k] = std::max(max_[k], other.max_[k]);
-    }
-  }
-
-  [[nodiscard]] double min() const { return *std::min_element(min_.begin(), min_.end()); }
-  [[nodiscard]] double max() const { return *std::max_element(max_.begin(), max_.end()); }
-
- private:
-  // Side by side, so that the compiler vectorises.
-  static constexpr int kLanes = 16;
-
-  void take(std::size_t lane, float value) {
-    min_[lane] = value < min_[lane] ? value : min_[lane];
-    max_[lane] = value > max_[lane] ? value : max_[lane];
-  }
-
-  static std::array<float, kLanes> filled(float value) {
-    std::array<float, kLanes> lanes{};
-    lanes.fill(value);
-    return lanes;
-  }
-
-  std::array<float, kLanes> min_ = filled(std::numeric_limits<float>::infinity());
-  std::array<float, kLanes> max_ = filled(-std::numeric_limits<float>::infinity());
-};
-
-struct PlaneExtent {
-  Extent x;
-  Extent y;
-};
-
-/// Plane points of a band of rows, one thread's working memory.
-struct BandMaps {
-  cv::Mat x;
-  cv::Mat y;
-
-  BandMaps(const AngularView& view, const cv::Range& rows, int width)
-      : x(rows.size(), width, CV_32FC1), y(rows.size(), width, CV_32FC1) {
-    for (int row = 0; row < rows.size(); ++row) {
-      view.planeFromRow(rows.start + row, x.ptr<float>(row), y.ptr<float>(row));
-    }
-  }
-};
 
 /// Bands of whole rows of an image.
 class RowBands {
@@ -105,52 +40,32 @@ class RowBands {
   int bandHeight_;
 };
 
-PlaneExtent extentOf(const AngularView& view, const RowBands& bands, int width) {
-  std::vector<PlaneExtent> extents(static_cast<std::size_t>(bands.count()));
+Extent extentOf(const AngularView& view, const RowBands& bands) {
+  std::vector<Extent> extents(static_cast<std::size_t>(bands.count()));
   Platform::parallelFor(0, bands.count(), [&](int band) {
-    const BandMaps maps(view, bands[band], width);
-    const int count = static_cast<int>(maps.x.total());
-    PlaneExtent& extent = extents[static_cast<std::size_t>(band)];
-    extent.x.add(maps.x.ptr<float>(), count);
-    extent.y.add(maps.y.ptr<float>(), count);
+    const cv::Range rows = bands[band];
+    for (int row = rows.start; row < rows.end; ++row) {
+      extents[static_cast<std::size_t>(band)].add(view.extentOfRow(row));
+    }
   });
-  PlaneExtent whole;
-  for (const PlaneExtent& extent : extents) {
-    whole.x.add(extent.x);
-    whole.y.add(extent.y);
+  Extent whole;
+  for (const Extent& extent : extents) {
+    whole.add(extent);
   }
   return whole;
 }
 
-/// Scales plane points about the middle of their extent onto the image.
-struct Placement {
-  cv::Point2d middle;
-  double scale;
-  cv::Point2d imageCentre;
-
-  Placement(const PlaneExtent& extent, cv::Size size)
-      : middle((extent.x.min() + extent.x.max()) * 0.5, (extent.y.min() + extent.y.max()) * 0.5),
-        imageCentre(size.width * 0.5, size.height * 0.5) {
-    const double dx = extent.x.max() - extent.x.min();
-    const double dy = extent.y.max() - extent.y.min();
-    // The larger ratio of image to extent wins: the extent covers the image on both axes.
-    scale = dy / size.height >= dx / size.width ? size.width / dx : size.height / dy;
-  }
-
-  void apply(BandMaps& maps) const {
-    place(maps.x, middle.x, imageCentre.x);
-    place(maps.y, middle.y, imageCentre.y);
-  }
-
- private:
-  void place(cv::Mat& map, double from, double to) const {
-    auto* const values = map.ptr<float>();
-    const std::size_t count = map.total();
-    for (std::size_t i = 0; i < count; ++i) {
-      values[i] = static_cast<float>((static_cast<double>(values[i]) - from) * scale + to);
-    }
-  }
-};
+/// Scales the plane about the middle of the extent onto the image.
+PlanePlacement placementOf(const Extent& extent, cv::Size size) {
+  const auto middle = [](double min, double max) { return (min + max) * 0.5; };
+  const double dx = static_cast<double>(extent.maxX) - extent.minX;
+  const double dy = static_cast<double>(extent.maxY) - extent.minY;
+  // The larger ratio of image to extent wins: the extent covers the image on both axes.
+  const double scale = dy / size.height >= dx / size.width ? size.width / dx : size.height / dy;
+  return {{middle(extent.minX, extent.maxX), middle(extent.minY, extent.maxY)},
+          scale,
+          {size.width * 0.5, size.height * 0.5}};
+}
 
 /// The rotation of the view; the identity without view angles.
 Matrix3f viewRotation(const std::vector<double>& viewAnglesDeg, double angleScale) {
@@ -198,13 +113,17 @@ int SterProject::Process(std::vector<double> /*extraParams*/,
   const RowBands bands(image.size());
   // The extent must be known before any pixel is placed. The projection is computed again then:
   // that costs less than to hold it for the whole image.
-  const Placement placement(extentOf(view, bands, image.cols), image.size());
+  const PlanePlacement placement = placementOf(extentOf(view, bands), image.size());
   cv::Mat output(image.size(), image.type());
   Platform::parallelFor(0, bands.count(), [&](int band) {
-    BandMaps maps(view, bands[band], image.cols);
-    placement.apply(maps);
+    const cv::Range rows = bands[band];
+    cv::Mat xMap(rows.size(), image.cols, CV_32FC1);
+    cv::Mat yMap(rows.size(), image.cols, CV_32FC1);
+    for (int row = 0; row < rows.size(); ++row) {
+      view.placeRow(rows.start + row, placement, xMap.ptr<float>(row), yMap.ptr<float>(row));
+    }
     cv::Mat target = output.rowRange(bands[band]);
-    cv::remap(image, target, maps.x, maps.y, cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar());
+    cv::remap(image, target, xMap, yMap, cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar());
   });
   Platform::parallelFor(0, bands.count(), [&](int band) {
     cv::Mat target = image.rowRange(bands[band]);

@@ -57,12 +57,12 @@ BlackCells::BlackCells(const cv::Mat& source) : size_(source.size()) {
   }
 }
 
-bool BlackCells::blackWithin(const SourceExtent& extent) const {
+bool BlackCells::blackWithin(const Extent& extent) const {
   if (extent.empty()) {
     return true;
   }
-  const cv::Range cols = cellsUnder(extent.minCol, extent.maxCol, size_.width);
-  const cv::Range rows = cellsUnder(extent.minRow, extent.maxRow, size_.height);
+  const cv::Range cols = cellsUnder(extent.minX, extent.maxX, size_.width);
+  const cv::Range rows = cellsUnder(extent.minY, extent.maxY, size_.height);
   return cols.start >= cols.end || rows.start >= rows.end ||
          brightIn({cols.start, rows.start, cols.size(), rows.size()}) == 0;
 }

@@ -4,7 +4,7 @@
 #ifndef ORV_MONTAGE_DISTORT_CORRECT_BLACK_CELLS_H
 #define ORV_MONTAGE_DISTORT_CORRECT_BLACK_CELLS_H
 
-#include "DistortCorrect/PlaneProjection.h"
+#include "DistortCorrect/Extent.h"
 
 #include <opencv2/core.hpp>
 
@@ -18,9 +18,9 @@ class BlackCells {
 
   [[nodiscard]] bool allBlack() const { return counts_.empty() || brightIn(grid()) == 0; }
 
-  /// Whether every sample at positions within `extent` is 0, with up to four taps along each axis
+  /// Whether every sample at positions (column, row) within `extent` is 0, with up to four taps along each axis
   /// and what lies outside the source counting as 0. May miss such an extent, never claims one.
-  [[nodiscard]] bool blackWithin(const SourceExtent& extent) const;
+  [[nodiscard]] bool blackWithin(const Extent& extent) const;
 
  private:
   [[nodiscard]] cv::Rect grid() const { return {0, 0, counts_.cols - 1, counts_.rows - 1}; }

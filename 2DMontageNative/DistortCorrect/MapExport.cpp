@@ -70,7 +70,7 @@ int SterProject::Process(double halfFieldAngle,
   const std::vector<float> axis = samplingGrid(-planeHalfExtent, planeHalfExtent, size);
   Platform::parallelFor(0, size, [&](int row) {
     const float y = axis[static_cast<std::size_t>(row)];
-    SourceExtent extent;
+    Extent extent;
     projection.sourceFromPlaneRow(axis.data(), size, y, mapCols[row], mapRows[row], extent);
   });
   return kCorrected;

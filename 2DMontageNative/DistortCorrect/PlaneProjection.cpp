@@ -19,7 +19,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 #if HWY_TARGET == HWY_SCALAR
 /// Without vectors every point is left to the scalar formula.
-int mapVectors(const PlaneProjection&, const float*, int, float, float*, float*, SourceExtent&) {
+int mapVectors(const PlaneProjection&, const float*, int, float, float*, float*, Extent&) {
   return 0;
 }
 #else
@@ -58,7 +58,7 @@ HWY_ATTR int mapWholeVectors(const PlaneProjection& projection,
                              float yScalar,
                              float* HWY_RESTRICT cols,
                              float* HWY_RESTRICT rows,
-                             SourceExtent& extent) {
+                             Extent& extent) {
   const FloatTag tag;
   const int lanes = static_cast<int>(hn::Lanes(tag));
   const auto all = [&](float value) HWY_ATTR { return hn::Set(tag, value); };
@@ -75,8 +75,8 @@ HWY_ATTR int mapWholeVectors(const PlaneProjection& projection,
   const Floats two = all(2.0F);
   const Floats y = all(yScalar);
   const Floats ySquare = hn::Mul(y, y);
-  Floats minCol = all(extent.minCol), maxCol = all(extent.maxCol);
-  Floats minRow = all(extent.minRow), maxRow = all(extent.maxRow);
+  Floats minCol = all(extent.minX), maxCol = all(extent.maxX);
+  Floats minRow = all(extent.minY), maxRow = all(extent.maxY);
 
   int i = 0;
   for (; i + lanes <= count; i += lanes) {
@@ -118,7 +118,7 @@ int mapLifted(const PlaneProjection& projection,
               float y,
               float* cols,
               float* rows,
-              SourceExtent& extent) {
+              Extent& extent) {
   return projection.rotated
              ? mapWholeVectors<lift, true>(projection, xs, count, y, cols, rows, extent)
              : mapWholeVectors<lift, false>(projection, xs, count, y, cols, rows, extent);
@@ -130,7 +130,7 @@ int mapVectors(const PlaneProjection& projection,
                float y,
                float* cols,
                float* rows,
-               SourceExtent& extent) {
+               Extent& extent) {
   return projection.lift == Lift::kStereographic
              ? mapLifted<Lift::kStereographic>(projection, xs, count, y, cols, rows, extent)
              : mapLifted<Lift::kRect>(projection, xs, count, y, cols, rows, extent);
@@ -189,18 +189,14 @@ SourcePosition PlaneProjection::sourceFromPlane(float x, float y) const {
           (lensY * f + 1.0F) * rows.extent * rows.factor};
 }
 
-void PlaneProjection::sourceFromPlaneRow(const float* xs,
-                                         int count,
-                                         float y,
-                                         float* cols,
-                                         float* sourceRows,
-                                         SourceExtent& extent) const {
+void PlaneProjection::sourceFromPlaneRow(
+    const float* xs, int count, float y, float* cols, float* sourceRows, Extent& extent) const {
   const int done = HWY_DYNAMIC_DISPATCH(mapVectors)(*this, xs, count, y, cols, sourceRows, extent);
   for (int i = done; i < count; ++i) {
     const SourcePosition position = sourceFromPlane(xs[i], y);
     cols[i] = position.col;
     sourceRows[i] = position.row;
-    extent.add(position);
+    extent.add(position.col, position.row);
   }
 }
 

@@ -8,9 +8,8 @@
 #ifndef ORV_MONTAGE_DISTORT_CORRECT_PLANE_PROJECTION_H
 #define ORV_MONTAGE_DISTORT_CORRECT_PLANE_PROJECTION_H
 
+#include "DistortCorrect/Extent.h"
 #include "DistortCorrect/Rotation.h"
-
-#include <limits>
 
 namespace ORV::Common::Algorithms::DistortCorrect {
 
@@ -56,23 +55,6 @@ struct SourcePosition {
   float row;
 };
 
-/// The smallest rectangle around source positions; NaN is passed over.
-struct SourceExtent {
-  float minCol = std::numeric_limits<float>::infinity();
-  float maxCol = -std::numeric_limits<float>::infinity();
-  float minRow = std::numeric_limits<float>::infinity();
-  float maxRow = -std::numeric_limits<float>::infinity();
-
-  [[nodiscard]] bool empty() const { return !(minCol <= maxCol && minRow <= maxRow); }
-
-  void add(const SourcePosition& position) {
-    minCol = position.col < minCol ? position.col : minCol;
-    maxCol = position.col > maxCol ? position.col : maxCol;
-    minRow = position.row < minRow ? position.row : minRow;
-    maxRow = position.row > maxRow ? position.row : maxRow;
-  }
-};
-
 /// The projection model with all its parameters.
 struct PlaneProjection {
   Lift lift;
@@ -98,12 +80,8 @@ struct PlaneProjection {
   ///
   /// @param[out] cols,sourceRows  `count` values each; must not overlap xs.
   /// @param[in,out] extent  takes in the positions.
-  void sourceFromPlaneRow(const float* xs,
-                          int count,
-                          float y,
-                          float* cols,
-                          float* sourceRows,
-                          SourceExtent& extent) const;
+  void sourceFromPlaneRow(
+      const float* xs, int count, float y, float* cols, float* sourceRows, Extent& extent) const;
 };
 
 }  // namespace ORV::Common::Algorithms::DistortCorrect

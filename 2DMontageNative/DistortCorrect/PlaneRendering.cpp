@@ -73,7 +73,7 @@ class PlanePicture::Tiles {
   [[nodiscard]] bool locate(const cv::Rect& place) {
     const float* const xs = picture_.grid_.xs.data() + place.x;
     const float* const ys = picture_.grid_.ys.data() + place.y;
-    SourceExtent extent;
+    Extent extent;
     for (int row = 0; row < place.height; ++row) {
       picture_.projection_.sourceFromPlaneRow(
           xs, place.width, ys[row], cols_.ptr<float>(row), rows_.ptr<float>(row), extent);

@@ -108,7 +108,7 @@ TEST(PlaneProjection, RowsAreBitEqualToTheScalarFormula) {
     const float y = random.uniform(-2.0F, 2.0F);
     std::vector<float> cols(xs.size());
     std::vector<float> rows(xs.size());
-    SourceExtent extent;
+    Extent extent;
     projection.sourceFromPlaneRow(xs.data(), count, y, cols.data(), rows.data(), extent);
     for (std::size_t i = 0; i < xs.size(); ++i) {
       const SourcePosition expected = projection.sourceFromPlane(xs[i], y);
@@ -116,10 +116,10 @@ TEST(PlaneProjection, RowsAreBitEqualToTheScalarFormula) {
       EXPECT_TRUE(rows[i] == expected.row || (std::isnan(rows[i]) && std::isnan(expected.row)));
     }
     if (!std::isnan(cols[0])) {
-      EXPECT_EQ(extent.minCol, *std::min_element(cols.begin(), cols.end()));
-      EXPECT_EQ(extent.maxCol, *std::max_element(cols.begin(), cols.end()));
-      EXPECT_EQ(extent.minRow, *std::min_element(rows.begin(), rows.end()));
-      EXPECT_EQ(extent.maxRow, *std::max_element(rows.begin(), rows.end()));
+      EXPECT_EQ(extent.minX, *std::min_element(cols.begin(), cols.end()));
+      EXPECT_EQ(extent.maxX, *std::max_element(cols.begin(), cols.end()));
+      EXPECT_EQ(extent.minY, *std::min_element(rows.begin(), rows.end()));
+      EXPECT_EQ(extent.maxY, *std::max_element(rows.begin(), rows.end()));
     } else {
       EXPECT_TRUE(extent.empty());
     }
