@@ -2,12 +2,47 @@
 #include "Registration/NormalEquations.h"
 
 #include <Eigen/SparseCholesky>
+#include <algorithm>
 
 namespace ORV::Common::Algorithms::Montage::Registration {
 namespace {
 
 /// From 25 unknowns on OpenCV's singular values come from whichever LAPACK a machine has.
 constexpr int kMostBlocksByOpenCv = 6;
+
+constexpr int kBlock = NormalEquations::kBlock;
+
+/// Adds A^T B to a block, row after row, where A and B are the columns from `a` and `b` on. The
+/// sums are held apart from the block so that they stay in registers.
+void addProducts(const cv::Mat& derivatives,
+                 int a,
+                 int b,
+                 cv::Matx<double, kBlock, kBlock>& block) {
+  double sums[kBlock * kBlock];
+  std::copy_n(block.val, kBlock * kBlock, sums);
+  for (int row = 0; row < derivatives.rows; ++row) {
+    const auto* const values = derivatives.ptr<double>(row);
+    for (int i = 0; i < kBlock; ++i) {
+      for (int j = 0; j < kBlock; ++j) {
+        sums[i * kBlock + j] += values[a + i] * values[b + j];
+      }
+    }
+  }
+  std::copy_n(sums, kBlock * kBlock, block.val);
+}
+
+/// Adds A^T e to a part of the right side, row after row.
+void addProducts(const cv::Mat& derivatives, int a, const double* errors, double* rightSide) {
+  double sums[kBlock];
+  std::copy_n(rightSide, kBlock, sums);
+  for (int row = 0; row < derivatives.rows; ++row) {
+    const auto* const values = derivatives.ptr<double>(row);
+    for (int i = 0; i < kBlock; ++i) {
+      sums[i] += values[a + i] * errors[row];
+    }
+  }
+  std::copy_n(sums, kBlock, rightSide);
+}
 
 }  // namespace
 
@@ -19,24 +54,12 @@ NormalEquations::NormalEquations(int blockCount)
 }
 
 void NormalEquations::add(int first, int second, const cv::Mat& derivatives, const double* errors) {
-  Block& ofFirst = blocks_.at({first, first});
-  Block& ofSecond = blocks_.at({second, second});
-  Block& ofBoth = blocks_[{first, second}];  // zeros when it is new
-  auto* const rightOfFirst = rightSide_.ptr<double>(kBlock * first);
-  auto* const rightOfSecond = rightSide_.ptr<double>(kBlock * second);
-  for (int row = 0; row < derivatives.rows; ++row) {
-    const auto* const a = derivatives.ptr<double>(row);
-    const double* const b = a + kBlock;
-    for (int i = 0; i < kBlock; ++i) {
-      for (int j = 0; j < kBlock; ++j) {
-        ofFirst(i, j) += a[i] * a[j];
-        ofSecond(i, j) += b[i] * b[j];
-        ofBoth(i, j) += a[i] * b[j];
-      }
-      rightOfFirst[i] += a[i] * errors[row];
-      rightOfSecond[i] += b[i] * errors[row];
-    }
-  }
+  constexpr int kColumnsOfSecond = kBlock;
+  addProducts(derivatives, 0, 0, blocks_.at({first, first}));
+  addProducts(derivatives, kColumnsOfSecond, kColumnsOfSecond, blocks_.at({second, second}));
+  addProducts(derivatives, 0, kColumnsOfSecond, blocks_[{first, second}]);  // zeros when it is new
+  addProducts(derivatives, 0, errors, rightSide_.ptr<double>(kBlock * first));
+  addProducts(derivatives, kColumnsOfSecond, errors, rightSide_.ptr<double>(kBlock * second));
 }
 
 cv::Mat NormalEquations::solve(double damping) const {

@@ -19,33 +19,26 @@ constexpr int kParametersPerCamera = NormalEquations::kBlock;
 constexpr int kErrorsPerMatch = 3;
 constexpr double kDerivativeStep = 1e-3;
 
-double focalOf(const cv::Mat& parameters, int camera) {
-  return parameters.at<double>(camera * kParametersPerCamera, 0);
-}
-
 /// Maps pixels of an image of this size to rays in the common frame.
-cv::Matx33d raysOf(const cv::Mat& parameters, int camera, const cv::Size& imageSize) {
-  cv::Mat rotationVector(3, 1, CV_64F);
-  for (int axis = 0; axis < 3; ++axis) {
-    rotationVector.at<double>(axis, 0) =
-        parameters.at<double>(camera * kParametersPerCamera + 1 + axis, 0);
-  }
+cv::Matx33d raysWith(const cv::Vec4d& parameters, const cv::Size& imageSize) {
+  const cv::Vec3d rotationVector(parameters[1], parameters[2], parameters[3]);
   cv::Mat R(3, 3, CV_64F);
   cv::Rodrigues(rotationVector, R);
-  cv::Mat K = cv::Mat::eye(3, 3, CV_64F);
-  K.at<double>(0, 0) = focalOf(parameters, camera);
-  K.at<double>(0, 2) = imageSize.width * 0.5;
-  K.at<double>(1, 1) = focalOf(parameters, camera);
-  K.at<double>(1, 2) = imageSize.height * 0.5;
-  return rayFromPixel(R, K);
+  const cv::Matx33d K(parameters[0],
+                      0.0,
+                      imageSize.width * 0.5,
+                      0.0,
+                      parameters[0],
+                      imageSize.height * 0.5,
+                      0.0,
+                      0.0,
+                      1.0);
+  return rayFromPixel(R, cv::Mat(K));
 }
 
-int inlierCount(const cv::detail::MatchesInfo& pair) {
-  int count = 0;
-  for (std::size_t k = 0; k < pair.matches.size(); ++k) {
-    count += isInlier(pair, k) ? 1 : 0;
-  }
-  return count;
+/// The factor from differences of two cameras' rays to pixels.
+double pixelsPerRay(double firstFocal, double secondFocal) {
+  return std::sqrt(firstFocal * secondFocal);
 }
 
 /// A step is repeated with more damping while it makes the errors larger, down to this.
@@ -99,17 +92,33 @@ void RayAdjuster::chooseEdges() {
     for (int j = i + 1; j < num_images_; ++j) {
       const cv::detail::MatchesInfo& pair = pairwise_matches_[i * num_images_ + j];
       if (pair.confidence > conf_thresh_) {
-        const int matches = inlierCount(pair);
+        Edge edge = edgeOf(i, j);
+        const int matches = static_cast<int>(edge.firstPixels.count);
         CV_Assert(matches == pair.num_inliers);
-        pairs_.push_back(
-            {i,
-             j,
-             total_num_matches_ * kErrorsPerMatch,
-             cv::Mat::zeros(matches * kErrorsPerMatch, 2 * kParametersPerCamera, CV_64F)});
+        edge.firstRow = total_num_matches_ * kErrorsPerMatch;
+        edge.derivatives =
+            cv::Mat::zeros(matches * kErrorsPerMatch, 2 * kParametersPerCamera, CV_64F);
+        pairs_.push_back(std::move(edge));
         total_num_matches_ += matches;
       }
     }
   }
+}
+
+RayAdjuster::Edge RayAdjuster::edgeOf(int first, int second) const {
+  const cv::detail::MatchesInfo& pair = pairwise_matches_[first * num_images_ + second];
+  std::vector<cv::Point2f> firstPoints;
+  std::vector<cv::Point2f> secondPoints;
+  for (std::size_t k = 0; k < pair.matches.size(); ++k) {
+    if (isInlier(pair, k)) {
+      const cv::DMatch& match = pair.matches[k];
+      firstPoints.push_back(
+          features_[first].keypoints[static_cast<std::size_t>(match.queryIdx)].pt);
+      secondPoints.push_back(
+          features_[second].keypoints[static_cast<std::size_t>(match.trainIdx)].pt);
+    }
+  }
+  return {first, second, 0, PixelColumns(firstPoints), PixelColumns(secondPoints), cv::Mat()};
 }
 
 /// K. Levenberg 1944 and D. Marquardt 1963, with the rules of OpenCV's solver.
@@ -198,7 +207,7 @@ void RayAdjuster::calcError(cv::Mat& err) {
   err.create(total_num_matches_ * kErrorsPerMatch, 1, CV_64F);
   Platform::parallelFor(0, static_cast<int>(pairs_.size()), [&](int index) {
     const Edge& edge = pairs_[static_cast<std::size_t>(index)];
-    evaluateEdge(edge, cam_params_, err.ptr<double>(edge.firstRow));
+    evaluateEdge(edge, err.ptr<double>(edge.firstRow));
   });
 }
 
@@ -217,57 +226,76 @@ void RayAdjuster::calcJacobian(cv::Mat& jac) {
   }
 }
 
+cv::Vec4d RayAdjuster::parametersOf(int camera) const {
+  return cv::Vec4d(cam_params_.ptr<double>(camera * kParametersPerCamera));
+}
+
+cv::Matx33d RayAdjuster::raysOf(int camera) const {
+  return raysWith(parametersOf(camera), features_[camera].img_size);
+}
+
+RayAdjuster::RaySteps RayAdjuster::stepsOf(int camera) const {
+  const cv::Vec4d parameters = parametersOf(camera);
+  const auto moved = [&](int k, double step) {
+    cv::Vec4d changed = parameters;
+    changed[k] += step;
+    return raysWith(changed, features_[camera].img_size);
+  };
+  RaySteps steps;
+  for (int k = 0; k < kParametersPerCamera; ++k) {
+    const auto index = static_cast<std::size_t>(k);
+    steps.below[index] = moved(k, -kDerivativeStep);
+    steps.above[index] = moved(k, kDerivativeStep);
+  }
+  return steps;
+}
+
 void RayAdjuster::differentiate() {
+  std::vector<RaySteps> steps(static_cast<std::size_t>(num_images_));
+  Platform::parallelFor(0, num_images_, [&](int camera) {
+    steps[static_cast<std::size_t>(camera)] = stepsOf(camera);
+  });
   Platform::parallelFor(0, static_cast<int>(pairs_.size()), [&](int index) {
-    differentiateEdge(pairs_[static_cast<std::size_t>(index)]);
+    differentiateEdge(pairs_[static_cast<std::size_t>(index)], steps);
   });
 }
 
-void RayAdjuster::evaluateEdge(const Edge& edge, const cv::Mat& parameters, double* errors) const {
-  const cv::detail::ImageFeatures& source = features_[edge.first];
-  const cv::detail::ImageFeatures& destination = features_[edge.second];
-  const cv::detail::MatchesInfo& pair = pairwise_matches_[edge.first * num_images_ + edge.second];
-  const cv::Matx33d sourceRays = raysOf(parameters, edge.first, source.img_size);
-  const cv::Matx33d destinationRays = raysOf(parameters, edge.second, destination.img_size);
-  const double pixelsPerRay =
-      std::sqrt(focalOf(parameters, edge.first) * focalOf(parameters, edge.second));
-
-  for (std::size_t k = 0; k < pair.matches.size(); ++k) {
-    if (!isInlier(pair, k)) {
-      continue;
-    }
-    const auto query = static_cast<std::size_t>(pair.matches[k].queryIdx);
-    const auto train = static_cast<std::size_t>(pair.matches[k].trainIdx);
-    const cv::Vec3d a = unitRay(sourceRays, source.keypoints[query].pt);
-    const cv::Vec3d b = unitRay(destinationRays, destination.keypoints[train].pt);
-    for (int axis = 0; axis < kErrorsPerMatch; ++axis) {
-      *errors++ = pixelsPerRay * (a[axis] - b[axis]);
-    }
+void RayAdjuster::evaluateEdge(const Edge& edge, double* errors) const {
+  const RayColumns a = unitRays(raysOf(edge.first), edge.firstPixels);
+  const RayColumns b = unitRays(raysOf(edge.second), edge.secondPixels);
+  const double scale = pixelsPerRay(parametersOf(edge.first)[0], parametersOf(edge.second)[0]);
+  for (std::size_t k = 0; k < edge.firstPixels.count; ++k) {
+    *errors++ = scale * (a.x[k] - b.x[k]);
+    *errors++ = scale * (a.y[k] - b.y[k]);
+    *errors++ = scale * (a.z[k] - b.z[k]);
   }
 }
 
-void RayAdjuster::differentiateEdge(Edge& edge) const {
-  const auto errorCount = static_cast<std::size_t>(edge.derivatives.rows);
-  std::vector<double> below(errorCount);
-  std::vector<double> above(errorCount);
-  cv::Mat parameters = cam_params_.clone();
+void RayAdjuster::differentiateEdge(Edge& edge, const std::vector<RaySteps>& steps) const {
+  // A parameter of one camera leaves the rays of the other as they are.
+  const RayColumns a = unitRays(raysOf(edge.first), edge.firstPixels);
+  const RayColumns b = unitRays(raysOf(edge.second), edge.secondPixels);
   for (int column = 0; column < 2 * kParametersPerCamera; ++column) {
-    const int camera = column < kParametersPerCamera ? edge.first : edge.second;
+    const bool ofFirst = column < kParametersPerCamera;
+    const int camera = ofFirst ? edge.first : edge.second;
     const int k = column % kParametersPerCamera;
     if (isHeld(camera, k)) {
       continue;  // no error seems to depend on it, so the solver leaves it alone
     }
-    auto& parameter = parameters.at<double>(camera * kParametersPerCamera + k, 0);
-    const double value = parameter;
-    parameter = value - kDerivativeStep;
-    evaluateEdge(edge, parameters, below.data());
-    parameter = value + kDerivativeStep;
-    evaluateEdge(edge, parameters, above.data());
-    parameter = value;
-    for (std::size_t e = 0; e < errorCount; ++e) {
-      edge.derivatives.at<double>(static_cast<int>(e), column) =
-          (above[e] - below[e]) / (2 * kDerivativeStep);
-    }
+    const double otherFocal = parametersOf(ofFirst ? edge.second : edge.first)[0];
+    const auto mapAt = [&](const cv::Matx33d& rays, double step) {
+      const double focal = parametersOf(camera)[0] + (k == 0 ? step : 0.0);
+      return RayMap{rays, pixelsPerRay(focal, otherFocal)};
+    };
+    const RaySteps& stepsOfCamera = steps[static_cast<std::size_t>(camera)];
+    differentiateRays(mapAt(stepsOfCamera.below[static_cast<std::size_t>(k)], -kDerivativeStep),
+                      mapAt(stepsOfCamera.above[static_cast<std::size_t>(k)], kDerivativeStep),
+                      ofFirst ? edge.firstPixels : edge.secondPixels,
+                      ofFirst ? b : a,
+                      ofFirst,
+                      2 * kDerivativeStep,
+                      edge.derivatives.ptr<double>() + column,
+                      2 * kParametersPerCamera);
   }
 }
 

@@ -4,10 +4,12 @@
 #ifndef ORV_MONTAGE_REGISTRATION_RAY_ADJUSTER_H
 #define ORV_MONTAGE_REGISTRATION_RAY_ADJUSTER_H
 
+#include "Registration/EdgeRays.h"
 #include "Registration/NormalEquations.h"
 
 #include <opencv2/stitching/detail/motion_estimators.hpp>
 
+#include <array>
 #include <utility>
 #include <vector>
 
@@ -37,8 +39,16 @@ class RayAdjuster : public cv::detail::BundleAdjusterBase {
   struct Edge {
     int first;
     int second;
-    int firstRow;         ///< of all errors
+    int firstRow;              ///< of all errors
+    PixelColumns firstPixels;  ///< of the inlier matches
+    PixelColumns secondPixels;
     cv::Mat derivatives;  ///< `CV_64F`, eight columns
+  };
+
+  /// A camera's maps from pixels to rays, one step below and above each of its parameters.
+  struct RaySteps {
+    std::array<cv::Matx33d, NormalEquations::kBlock> below;
+    std::array<cv::Matx33d, NormalEquations::kBlock> above;
   };
 
   bool estimate(const std::vector<cv::detail::ImageFeatures>& features,
@@ -56,9 +66,16 @@ class RayAdjuster : public cv::detail::BundleAdjusterBase {
   void differentiate();
   NormalEquations normalEquations(const cv::Mat& errors);
 
+  /// The pair of images with the pixels of its inlier matches.
+  [[nodiscard]] Edge edgeOf(int first, int second) const;
+  /// Focal length and rotation vector of a camera.
+  [[nodiscard]] cv::Vec4d parametersOf(int camera) const;
+  /// The rays of a camera, and those with each of its parameters one step lower and higher.
+  [[nodiscard]] cv::Matx33d raysOf(int camera) const;
+  [[nodiscard]] RaySteps stepsOf(int camera) const;
   /// Writes the errors of one pair, three per inlier match, to `errors`.
-  void evaluateEdge(const Edge& edge, const cv::Mat& parameters, double* errors) const;
-  void differentiateEdge(Edge& edge) const;
+  void evaluateEdge(const Edge& edge, double* errors) const;
+  void differentiateEdge(Edge& edge, const std::vector<RaySteps>& steps) const;
   /// True for the focal length of a camera that is to be held.
   [[nodiscard]] bool isHeld(int camera, int parameter) const;
 
