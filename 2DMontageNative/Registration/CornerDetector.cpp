@@ -8,11 +8,15 @@
 #include "Registration/SpacingGrid.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <climits>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace ORV::Common::Algorithms::Montage::Registration {
@@ -132,6 +136,47 @@ int findCandidates(
   return ippStsNoErr;
 }
 
+/// The candidates, strongest first; equal ones stay in scan order.
+///
+/// A radix sort: the bits of positive floats are ordered as their values.
+std::vector<CornerCandidate> sortedByStrength(const std::vector<CornerCandidate>& candidates) {
+  struct Entry {
+    std::uint32_t weakness;
+    std::uint32_t index;
+  };
+  constexpr unsigned kDigitBits = 11;
+  constexpr std::size_t kDigits = std::size_t{1} << kDigitBits;
+  std::vector<Entry> entries(candidates.size());
+  for (std::size_t i = 0; i < candidates.size(); ++i) {
+    std::uint32_t strength = 0;
+    std::memcpy(&strength, &candidates[i].response, sizeof(strength));
+    entries[i] = {~strength, static_cast<std::uint32_t>(i)};
+  }
+  std::vector<Entry> ordered(entries.size());
+  for (unsigned shift = 0; shift < 32; shift += kDigitBits) {
+    std::array<std::size_t, kDigits> places{};
+    const auto digitOf = [shift](const Entry& entry) {
+      return (entry.weakness >> shift) % kDigits;
+    };
+    for (const Entry& entry : entries) {
+      ++places[digitOf(entry)];
+    }
+    std::size_t next = 0;
+    for (std::size_t& place : places) {
+      next += std::exchange(place, next);
+    }
+    for (const Entry& entry : entries) {
+      ordered[places[digitOf(entry)]++] = entry;
+    }
+    entries.swap(ordered);
+  }
+  std::vector<CornerCandidate> sorted(candidates.size());
+  std::transform(entries.begin(), entries.end(), sorted.begin(), [&](const Entry& entry) {
+    return candidates[entry.index];
+  });
+  return sorted;
+}
+
 /// Up to `capacity` candidates in order of strength that keep the minimum distance.
 std::vector<CornerCandidate> takeSeparated(const std::vector<CornerCandidate>& sorted,
                                            SpacingGrid grid,
@@ -168,14 +213,9 @@ int findCorners(const float* image,
   if (findCandidates(image, rows, cols, qualityLevel, candidates) != ippStsNoErr) {
     return kFailure;
   }
-  std::stable_sort(candidates.begin(),
-                   candidates.end(),
-                   [](const CornerCandidate& first, const CornerCandidate& second) {
-                     return first.response > second.response;
-                   });
   const auto capacity = static_cast<std::size_t>(std::max(*count, 0));
   const std::vector<CornerCandidate> corners =
-      takeSeparated(candidates, SpacingGrid(rows, cols, minDistance), capacity);
+      takeSeparated(sortedByStrength(candidates), SpacingGrid(rows, cols, minDistance), capacity);
   for (std::size_t i = 0; i < corners.size(); ++i) {
     points[2 * i] = static_cast<float>(corners[i].x);
     points[2 * i + 1] = static_cast<float>(corners[i].y);
