@@ -168,6 +168,38 @@ void fieldOfViewPlain(benchmark::State& state) {
 BENCHMARK(fieldOfViewOurs)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(fieldOfViewPlain)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond)->UseRealTime();
 
+constexpr int kMiddleSide = 4600;
+
+void rectOurs(benchmark::State& state) {
+  const cv::Mat image = photograph(static_cast<int>(state.range(0)));
+  const plain::View view = viewOf(false);
+  for (auto _ : state) {
+    cv::Mat result = image;
+    double yaw = 0.0;
+    double pitch = 0.0;
+    SterProject().RectProject(view.halfFieldAngle,
+                              view.cubicCoeff,
+                              view.linearCoeff,
+                              yaw,
+                              pitch,
+                              0.0,
+                              kMiddleSide,
+                              1.0,
+                              result);
+    benchmark::DoNotOptimize(result.data);
+  }
+}
+void rectPlain(benchmark::State& state) {
+  const cv::Mat image = photograph(static_cast<int>(state.range(0)));
+  plain::View view = viewOf(false);
+  view.lift = 1.0F;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(plain::square(view, kMiddleSide, 1.0, image).image.data);
+  }
+}
+BENCHMARK(rectOurs)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(rectPlain)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond)->UseRealTime();
+
 void smoothOurs(benchmark::State& state) {
   cv::Mat image = photograph(static_cast<int>(state.range(0)));
   const float sigma[] = {1.0F, 1.0F};
@@ -186,20 +218,24 @@ void smoothPlain(benchmark::State& state) {
 BENCHMARK(smoothOurs)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(smoothPlain)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-plain::Maps wholeMaps() {
-  return {cv::Mat::zeros(kSide, kSide, CV_32F), cv::Mat::zeros(kSide, kSide, CV_32F)};
+plain::Maps wholeMaps(int side = kSide) {
+  return {cv::Mat::zeros(side, side, CV_32F), cv::Mat::zeros(side, side, CV_32F)};
+}
+
+std::vector<float*> rowsOf(cv::Mat& map) {
+  std::vector<float*> rows;
+  for (int r = 0; r < map.rows; ++r) {
+    rows.push_back(map.ptr<float>(r));
+  }
+  return rows;
 }
 
 /// Argument: rotated.
 void mapExportOurs(benchmark::State& state) {
   plain::View view = viewOf(state.range(0) != 0);
   plain::Maps maps = wholeMaps();
-  std::vector<float*> cols;
-  std::vector<float*> rows;
-  for (int r = 0; r < kSide; ++r) {
-    cols.push_back(maps.cols.ptr<float>(r));
-    rows.push_back(maps.rows.ptr<float>(r));
-  }
+  std::vector<float*> cols = rowsOf(maps.cols);
+  std::vector<float*> rows = rowsOf(maps.rows);
   for (auto _ : state) {
     benchmark::DoNotOptimize(SterProject()(view.halfFieldAngle,
                                            view.cubicCoeff,
@@ -227,6 +263,57 @@ void mapExportPlain(benchmark::State& state) {
 }
 BENCHMARK(mapExportOurs)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(mapExportPlain)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+/// Exported maps, then the raw-buffer sampling through them; argument: channels.
+void interpolateOurs(benchmark::State& state) {
+  const cv::Mat image = photograph(static_cast<int>(state.range(0)));
+  plain::View view = viewOf(true);
+  plain::Maps maps = wholeMaps(kMiddleSide);
+  std::vector<float*> cols = rowsOf(maps.cols);
+  std::vector<float*> rows = rowsOf(maps.rows);
+  cv::Mat output = cv::Mat::zeros(kMiddleSide, kMiddleSide, image.type());
+  for (auto _ : state) {
+    cv::Mat source = image.clone();  // smoothed in place
+    SterProject()(view.halfFieldAngle,
+                  view.cubicCoeff,
+                  view.linearCoeff,
+                  view.yaw,
+                  view.pitch,
+                  view.roll,
+                  kMiddleSide,
+                  1.0,
+                  image.channels(),
+                  image.cols,
+                  image.rows,
+                  cols.data(),
+                  rows.data());
+    SterProject().Interpolate(source.data,
+                              cols.data(),
+                              rows.data(),
+                              image.channels(),
+                              image.cols,
+                              image.rows,
+                              kMiddleSide,
+                              output.data);
+    benchmark::DoNotOptimize(output.data);
+  }
+}
+void interpolatePlain(benchmark::State& state) {
+  const cv::Mat image = photograph(static_cast<int>(state.range(0)));
+  const plain::View view = viewOf(true);
+  plain::Maps maps = wholeMaps(kMiddleSide);
+  const std::vector<float> axis = plain::grid(-1.0F, 1.0F, kMiddleSide);
+  cv::Mat output = cv::Mat::zeros(kMiddleSide, kMiddleSide, image.type());
+  for (auto _ : state) {
+    cv::Mat source;
+    cv::GaussianBlur(image, source, {3, 3}, 1.0, 1.0, cv::BORDER_REPLICATE);
+    plain::fillMaps(view, axis, axis, image.size(), maps);
+    cv::remap(source, output, maps.cols, maps.rows, cv::INTER_CUBIC, cv::BORDER_TRANSPARENT);
+    benchmark::DoNotOptimize(output.data);
+  }
+}
+BENCHMARK(interpolateOurs)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(interpolatePlain)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void angularViewOurs(benchmark::State& state) {
   cv::Mat image = photograph(static_cast<int>(state.range(0)));

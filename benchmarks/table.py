@@ -32,15 +32,17 @@ class Row:
 
 
 ROWS = [
-    Row("square correction 9200", "DistortCorrectBenchmark", "squareOurs", "squarePlain", 3.0),
-    Row("angular range, field of view", "DistortCorrectBenchmark", "fieldOfViewOurs", "fieldOfViewPlain", 2.5),
+    Row("square correction 9200", "DistortCorrectBenchmark", "squareOurs", "squarePlain", 6.0),
+    Row("angular range, field of view", "DistortCorrectBenchmark", "fieldOfViewOurs", "fieldOfViewPlain", 6.0),
+    Row("RectProject 4600", "DistortCorrectBenchmark", "rectOurs", "rectPlain", 4.0),
+    Row("exported maps and sampling 4600", "DistortCorrectBenchmark", "interpolateOurs", "interpolatePlain", 2.5),
     Row("Gaussian smoothing", "DistortCorrectBenchmark", "smoothOurs", "smoothPlain", 2.0),
     Row("map export", "DistortCorrectBenchmark", "mapExportOurs", "mapExportPlain", 1.5),
-    Row("angular view", "DistortCorrectBenchmark", "angularViewOurs", "angularViewPlain", 2.0),
+    Row("angular view", "DistortCorrectBenchmark", "angularViewOurs", "angularViewPlain", 4.0),
     Row("bicubic sampling", "CubicSamplerBenchmark", "CubicSamplerTiles", "OpenCvRemapTiles", 1.0),
-    Row("corners", "CornerDetectorBenchmark", "findCorners", "goodFeaturesToTrack", 1.0),
+    Row("corners", "CornerDetectorBenchmark", "findCorners", "goodFeaturesToTrack", 2.5),
     Row("features of one image", "FeatureBenchmark", "featuresOurs", "featuresPlain", 1.5),
-    Row("SURF", "SurfBenchmark", "surfWhole", "siftWhole", 2.0),
+    Row("SURF", "SurfBenchmark", "surfWhole", "siftWhole", 3.5),
     Row("matching, SIFT", "MatchingBenchmark", "siftExact", "siftOpenCv", 3.0),
     Row("matching, SURF", "MatchingBenchmark", "surfExact", "surfOpenCv", 1.0),
     Row("warping, bicubic", "WarpingBenchmark", "cubicOurs", "cubicOpenCv", 1.0),
@@ -48,8 +50,8 @@ ROWS = [
     Row("exposure gains", "SeamBenchmark", "gainsOurs", "gainsOpenCv", 2.0),
     Row("graph-cut seams", "SeamBenchmark", "seamsOurs", "seamsOpenCv", 1.1),
     Row("further slab", "SlabBenchmark", "furtherSlab", "furtherSlabPlain", 2.0),
-    Row("whole montage", "MontageBenchmark", "wholeOurs", "wholeStitcher", 1.0),
-    Row("whole montage, picture", "MontageBenchmark", "wholePicture", "wholeStitcher", 1.0),
+    Row("whole montage", "MontageBenchmark", "wholeOurs", "wholeStitcher", 2.5),
+    Row("whole montage, picture", "MontageBenchmark", "wholePicture", "wholeStitcher", 2.5),
     Row("10 slabs", "SlabBenchmark", "tenSlabs", "tenSlabsStitcher", 2.5),
 ]
 

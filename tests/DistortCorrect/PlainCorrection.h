@@ -25,6 +25,7 @@ struct View {
   double yaw = 0.0;
   double pitch = 0.0;
   double roll = 0.0;
+  float lift = 2.0F;  ///< 1: `RectProject`'s, for views that are not rotated
 };
 
 struct Maps {
@@ -84,8 +85,8 @@ inline void fillMaps(const View& view,
       const float x = xs[static_cast<std::size_t>(c)];
       const float r2 = x * x + y * y;
       const float t = 1.0F / (r2 + 1.0F);
-      float sx = 2.0F * x * t;
-      float sy = 2.0F * y * t;
+      float sx = view.lift * x * t;
+      float sy = view.lift * y * t;
       if (rotated) {
         const float sz = (1.0F - r2) * t;
         const float rx = m(0, 0) * sx + m(0, 1) * sy + m(0, 2) * sz;
