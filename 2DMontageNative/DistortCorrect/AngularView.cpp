@@ -12,6 +12,27 @@
 #include <hwy/highway.h>
 // clang-format on
 
+#ifndef ORV_MONTAGE_DISTORT_CORRECT_ANGULAR_VIEW_CPP
+#define ORV_MONTAGE_DISTORT_CORRECT_ANGULAR_VIEW_CPP
+namespace ORV::Common::Algorithms::DistortCorrect {
+namespace {
+
+/// Neighbouring columns of the horizontal axis.
+struct ColumnAngles {
+  const float* angles;
+  const float* tangents;
+  int count;
+
+  ColumnAngles(const AngleAxis& axis, const cv::Range& columns)
+      : angles(axis.angles.data() + columns.start),
+        tangents(axis.tangents.data() + columns.start),
+        count(columns.size()) {}
+};
+
+}  // namespace
+}  // namespace ORV::Common::Algorithms::DistortCorrect
+#endif  // ORV_MONTAGE_DISTORT_CORRECT_ANGULAR_VIEW_CPP
+
 HWY_BEFORE_NAMESPACE();
 namespace ORV::Common::Algorithms::DistortCorrect::HWY_NAMESPACE {
 namespace {
@@ -20,10 +41,10 @@ namespace hn = hwy::HWY_NAMESPACE;
 #if HWY_TARGET == HWY_SCALAR
 
 /// Without vectors every point is left to the scalar formula.
-int extentOfVectors(const AngleAxis&, float, float, double, const Matrix3f&, Extent&) {
+int extentOfVectors(const ColumnAngles&, float, float, double, const Matrix3f&, Extent&) {
   return 0;
 }
-int placeVectors(const AngleAxis&,
+int placeVectors(const ColumnAngles&,
                  float,
                  float,
                  double,
@@ -58,7 +79,7 @@ HWY_INLINE Floats inDouble(Floats v, const Formula& formula) {
 /// The quotients of the lift are formed in single precision: a quotient of floats that is rounded
 /// to double and then to float is the quotient rounded to float at once.
 template <class Take>
-HWY_INLINE int projectVectors(const AngleAxis& columns,
+HWY_INLINE int projectVectors(const ColumnAngles& columns,
                               float angle,
                               float tangent,
                               double radialCoeff,
@@ -68,7 +89,6 @@ HWY_INLINE int projectVectors(const AngleAxis& columns,
   const DoubleTag wideTag;
   const HalfTag halfTag;
   const int lanes = static_cast<int>(hn::Lanes(tag));
-  const int count = static_cast<int>(columns.angles.size());
   Floats m[9];
   for (std::size_t i = 0; i < rotation.size(); ++i) {
     m[i] = hn::Set(tag, rotation[i]);
@@ -84,9 +104,9 @@ HWY_INLINE int projectVectors(const AngleAxis& columns,
   const Doubles tanB = hn::Set(wideTag, static_cast<double>(tangent));
 
   int i = 0;
-  for (; i + lanes <= count; i += lanes) {
-    const Floats a = hn::LoadU(tag, columns.angles.data() + i);
-    const Floats tanA = hn::LoadU(tag, columns.tangents.data() + i);
+  for (; i + lanes <= columns.count; i += lanes) {
+    const Floats a = hn::LoadU(tag, columns.angles + i);
+    const Floats tanA = hn::LoadU(tag, columns.tangents + i);
     const Floats squaredAngle = hn::Add(hn::Mul(a, a), bSquare);
     const auto radial = [&](hn::Vec<HalfTag> squared) HWY_ATTR {
       return hn::Add(hn::Mul(hn::PromoteTo(wideTag, squared), k), wideOne);
@@ -116,7 +136,7 @@ HWY_INLINE int projectVectors(const AngleAxis& columns,
   return i;
 }
 
-int extentOfVectors(const AngleAxis& columns,
+int extentOfVectors(const ColumnAngles& columns,
                     float angle,
                     float tangent,
                     double radialCoeff,
@@ -140,7 +160,7 @@ int extentOfVectors(const AngleAxis& columns,
   return done;
 }
 
-int placeVectors(const AngleAxis& columns,
+int placeVectors(const ColumnAngles& columns,
                  float angle,
                  float tangent,
                  double radialCoeff,
@@ -222,35 +242,39 @@ cv::Point2f AngularView::planeFromPixel(int row, int col) const {
 
 Extent AngularView::extentOfRow(int row) const {
   const auto index = static_cast<std::size_t>(row);
-  const int count = static_cast<int>(columns_.angles.size());
+  const cv::Range columns(0, static_cast<int>(columns_.angles.size()));
   Extent extent;
-  int col = HWY_DYNAMIC_DISPATCH(extentOfVectors)(
-      columns_, rows_.angles[index], rows_.tangents[index], radialCoeff_, rotation_, extent);
-  for (; col < count; ++col) {
+  int col = HWY_DYNAMIC_DISPATCH(extentOfVectors)(ColumnAngles(columns_, columns),
+                                                  rows_.angles[index],
+                                                  rows_.tangents[index],
+                                                  radialCoeff_,
+                                                  rotation_,
+                                                  extent);
+  for (; col < columns.end; ++col) {
     const cv::Point2f point = planeFromPixel(row, col);
     extent.add(point.x, point.y);
   }
   return extent;
 }
 
-void AngularView::placeRow(int row, const PlanePlacement& placement, float* x, float* y) const {
+void AngularView::placeRow(
+    int row, const cv::Range& columns, const PlanePlacement& placement, float* x, float* y) const {
   const auto placed = [&placement](double value, double middle, double centre) {
     return static_cast<float>((value - middle) * placement.scale + centre);
   };
   const auto index = static_cast<std::size_t>(row);
-  const int count = static_cast<int>(columns_.angles.size());
-  int col = HWY_DYNAMIC_DISPATCH(placeVectors)(columns_,
-                                               rows_.angles[index],
-                                               rows_.tangents[index],
-                                               radialCoeff_,
-                                               rotation_,
-                                               placement,
-                                               x,
-                                               y);
-  for (; col < count; ++col) {
-    const cv::Point2f point = planeFromPixel(row, col);
-    x[col] = placed(point.x, placement.middle.x, placement.centre.x);
-    y[col] = placed(point.y, placement.middle.y, placement.centre.y);
+  const int done = HWY_DYNAMIC_DISPATCH(placeVectors)(ColumnAngles(columns_, columns),
+                                                      rows_.angles[index],
+                                                      rows_.tangents[index],
+                                                      radialCoeff_,
+                                                      rotation_,
+                                                      placement,
+                                                      x,
+                                                      y);
+  for (int i = done; i < columns.size(); ++i) {
+    const cv::Point2f point = planeFromPixel(row, columns.start + i);
+    x[i] = placed(point.x, placement.middle.x, placement.centre.x);
+    y[i] = placed(point.y, placement.middle.y, placement.centre.y);
   }
 }
 

@@ -47,10 +47,11 @@ class AngularView {
   /// The extent of `planeFromPixel` over a whole row, vectorised.
   [[nodiscard]] Extent extentOfRow(int row) const;
 
-  /// Places `planeFromPixel` of a whole row, vectorised; bit for bit the same values.
+  /// Places `planeFromPixel` of some columns of a row, vectorised; bit for bit the same values.
   ///
   /// @param[out] x,y  one value per column each.
-  void placeRow(int row, const PlanePlacement& placement, float* x, float* y) const;
+  void placeRow(
+      int row, const cv::Range& columns, const PlanePlacement& placement, float* x, float* y) const;
 
  private:
   AngleAxis columns_;

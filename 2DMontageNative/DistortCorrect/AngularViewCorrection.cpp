@@ -3,9 +3,8 @@
 #include "DistortCorrect/AngularView.h"
 #include "DistortCorrect/CorrectionStatus.h"
 #include "DistortCorrect/PlaneRendering.h"
+#include "Platform/LinearSampler.h"
 #include "Platform/ParallelLoop.h"
-
-#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 
@@ -17,8 +16,9 @@ constexpr double kPi = 3.141592654;
 /// Factor on the pixels per radian, part of the correction's definition: the image is read as
 /// 1 / 1.05 of the field of view.
 constexpr double kFieldFactor = 1.05;
-/// Map values of a band of rows: 128 KB per map, which stays in the second-level cache.
-constexpr int kBandPixels = 32768;
+// The maps of a tile and the source pixels under it stay in the second-level cache.
+constexpr int kTileRows = 32;
+constexpr int kTileCols = 512;
 
 double radians(double degrees) {
   return degrees * kPi / 180.0;
@@ -27,17 +27,15 @@ double radians(double degrees) {
 /// Bands of whole rows of an image.
 class RowBands {
  public:
-  explicit RowBands(cv::Size size)
-      : rows_(size.height), bandHeight_(std::max(1, kBandPixels / size.width)) {}
+  explicit RowBands(int rows) : rows_(rows) {}
 
-  [[nodiscard]] int count() const { return (rows_ + bandHeight_ - 1) / bandHeight_; }
+  [[nodiscard]] int count() const { return (rows_ + kTileRows - 1) / kTileRows; }
   [[nodiscard]] cv::Range operator[](int band) const {
-    return {band * bandHeight_, std::min((band + 1) * bandHeight_, rows_)};
+    return {band * kTileRows, std::min((band + 1) * kTileRows, rows_)};
   }
 
  private:
   int rows_;
-  int bandHeight_;
 };
 
 Extent extentOf(const AngularView& view, const RowBands& bands) {
@@ -110,20 +108,25 @@ int SterProject::Process(std::vector<double> /*extraParams*/,
                          AngleAxis(image.rows, pixelsPerRadianY),
                          viewRotation(viewAnglesDeg, angleScale),
                          radialCoeff);
-  const RowBands bands(image.size());
+  const RowBands bands(image.rows);
   // The extent must be known before any pixel is placed. The projection is computed again then:
   // that costs less than to hold it for the whole image.
   const PlanePlacement placement = placementOf(extentOf(view, bands), image.size());
   cv::Mat output(image.size(), image.type());
   Platform::parallelFor(0, bands.count(), [&](int band) {
     const cv::Range rows = bands[band];
-    cv::Mat xMap(rows.size(), image.cols, CV_32FC1);
-    cv::Mat yMap(rows.size(), image.cols, CV_32FC1);
-    for (int row = 0; row < rows.size(); ++row) {
-      view.placeRow(rows.start + row, placement, xMap.ptr<float>(row), yMap.ptr<float>(row));
+    cv::Mat xMap(kTileRows, kTileCols, CV_32FC1);
+    cv::Mat yMap(kTileRows, kTileCols, CV_32FC1);
+    for (int first = 0; first < image.cols; first += kTileCols) {
+      const cv::Range cols(first, std::min(first + kTileCols, image.cols));
+      for (int row = 0; row < rows.size(); ++row) {
+        view.placeRow(
+            rows.start + row, cols, placement, xMap.ptr<float>(row), yMap.ptr<float>(row));
+      }
+      const cv::Rect part(0, 0, cols.size(), rows.size());
+      cv::Mat target = output(rows, cols);
+      Platform::sampleLinear(image, xMap(part), yMap(part), target);
     }
-    cv::Mat target = output.rowRange(bands[band]);
-    cv::remap(image, target, xMap, yMap, cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar());
   });
   Platform::parallelFor(0, bands.count(), [&](int band) {
     cv::Mat target = image.rowRange(bands[band]);

@@ -9,6 +9,8 @@
 #define HWY_TARGET_INCLUDE "Platform/CubicKernel.cpp"
 #include <hwy/foreach_target.h>
 // After foreach_target.h, which compiles this file once per instruction set.
+#include "Platform/FixedPositions-inl.h"
+
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
@@ -31,8 +33,7 @@ void sampleRun(const CubicSource& source,
 
 #else
 
-/// Pixels located, then sampled, at a time: a multiple of every vector length.
-constexpr std::ptrdiff_t kBlock = 64;
+constexpr std::ptrdiff_t kBlock = kPositionsPerBlock;
 constexpr int kGroup = 4;  // pixels whose grey sums are reduced together
 /// Bytes that sampling writes past the last pixel: the rest of a group, or of four bytes.
 constexpr int kSurplus = kGroup - 1;
@@ -64,53 +65,24 @@ struct Taps {
   bool anyReadable;
 };
 
-using Positions = hn::CappedTag<float, kBlock>;
-using Indices = hn::RebindToSigned<Positions>;
-
-/// Positions along one direction: their first tap, and their fraction in 1/32 pixel.
-struct Quantised {
-  hn::Vec<Indices> firstTap;
-  hn::Vec<Indices> fraction;
-};
-
-/// Rounds positions to 1/32 pixel, ties to even.
-///
-/// Adding 1.5 * 2^23 leaves no bits for fractions: the rounded number stands in the low bits of the
-/// float. Bits order floats as integers, so the positions for which this does not hold (beyond
-/// +-2^17, infinite, NaN) get first taps beyond the sides of every source, and no test is needed.
-HWY_INLINE Quantised quantise(const float* positions) {
-  constexpr float kRounder = 12582912.0F;
-  constexpr std::int32_t kRounderBits = 0x4B400000;
-  const Positions df;
-  const Indices di;
-  const auto scaled = hn::Mul(hn::LoadU(df, positions), hn::Set(df, float{kCubicFractions}));
-  const auto bits = hn::BitCast(di, hn::Add(scaled, hn::Set(df, kRounder)));
-  const auto toFirstTap = hn::Set(di, (kRounderBits >> kCubicFractionBits) + 1);
-  return {hn::Sub(hn::ShiftRight<kCubicFractionBits>(bits), toFirstTap),
-          hn::And(bits, hn::Set(di, kCubicFractions - 1))};
-}
-
-/// Where first taps lie in [first, last).
-HWY_INLINE hn::Mask<Indices> within(hn::Vec<Indices> firstTap, int first, int last) {
-  const Indices di;
-  return hn::And(hn::Gt(firstTap, hn::Set(di, first - 1)), hn::Lt(firstTap, hn::Set(di, last)));
-}
-
 /// Finds the taps of a block of positions and which of them the kernel may read.
 template <int kChannels>
 void locate(const CubicSource& source, const float* x, const float* y, Taps& taps) {
-  const Indices di;
+  const PositionIndices di;
   const int colEnd = source.width - kReadCols<kChannels> + 1;
   const int rowEnd = source.height - kCubicTaps + 1;
   const auto stride = hn::Set(di, source.stride);
   const auto channels = hn::Set(di, kChannels);
+  const auto one = hn::Set(di, 1);
   auto allReadable = hn::Eq(stride, stride);
   auto anyReadable = hn::Not(allReadable);
   for (std::size_t i = 0; i < kBlock; i += hn::Lanes(di)) {
-    const Quantised col = quantise(x + i);
-    const Quantised row = quantise(y + i);
-    const auto readable = hn::And(within(col.firstTap, 0, colEnd), within(row.firstTap, 0, rowEnd));
-    const auto pixel = hn::Add(hn::Mul(row.firstTap, stride), hn::Mul(col.firstTap, channels));
+    const FixedPositions col = fixedPositions(x + i);
+    const FixedPositions row = fixedPositions(y + i);
+    const auto firstCol = hn::Sub(col.pixel, one);
+    const auto firstRow = hn::Sub(row.pixel, one);
+    const auto readable = hn::And(within(firstCol, 0, colEnd), within(firstRow, 0, rowEnd));
+    const auto pixel = hn::Add(hn::Mul(firstRow, stride), hn::Mul(firstCol, channels));
     const auto set = hn::Add(hn::ShiftLeft<kCubicFractionBits>(row.fraction), col.fraction);
     hn::Store(hn::IfThenElseZero(readable, pixel), di, taps.pixels + i);
     hn::Store(hn::ShiftLeft<kCubicWeightsLog2>(set), di, taps.weights + i);
@@ -124,13 +96,13 @@ void locate(const CubicSource& source, const float* x, const float* y, Taps& tap
 
 /// Whether some position of a block has a tap inside the source.
 bool anyTouching(const CubicSource& source, const float* x, const float* y) {
-  constexpr int kFirst = 1 - kCubicTaps;
-  const Indices di;
+  constexpr int kFirst = 2 - kCubicTaps;  // the pixel of a position is its second tap
+  const PositionIndices di;
   auto any = hn::Gt(hn::Zero(di), hn::Zero(di));
   for (std::size_t i = 0; i < kBlock; i += hn::Lanes(di)) {
     any = hn::Or(any,
-                 hn::And(within(quantise(x + i).firstTap, kFirst, source.width),
-                         within(quantise(y + i).firstTap, kFirst, source.height)));
+                 hn::And(within(fixedPositions(x + i).pixel, kFirst, source.width + 1),
+                         within(fixedPositions(y + i).pixel, kFirst, source.height + 1)));
   }
   return !hn::AllFalse(di, any);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Every result is compared with cv::remap, byte for byte, on every instruction set of the machine.
 #include "Platform/CubicSampler.h"
+#include "Platform/LinearSampler.h"
 
 #include <gtest/gtest.h>
 #include <hwy/tests/hwy_gtest.h>
@@ -221,6 +222,48 @@ TEST_P(CubicSamplerOnTarget, LongSourcesMatchUpToTheLimitOfRemapAndThrowBeyond) 
 TEST_P(CubicSamplerOnTarget, AnEmptySourceGivesZero) {
   const Maps maps = scatteredMaps(rng_, {70, 3}, {1, 1}, 5);
   EXPECT_EQ(cv::countNonZero(sampled(cv::Mat(), maps)), 0);
+}
+
+// Sources of all small sizes, positions across the rim, on and halfway between fractions, far away
+// and undefined.
+TEST_P(CubicSamplerOnTarget, LinearSamplesMatchToo) {
+  const auto compare = [](const cv::Mat& source, const Maps& maps) {
+    cv::Mat expected;
+    cv::remap(source, expected, maps.cols, maps.rows, cv::INTER_LINEAR, cv::BORDER_CONSTANT, 0);
+    cv::Mat tile(maps.cols.size(), source.type(), cv::Scalar::all(170));
+    sampleLinear(source, maps.cols, maps.rows, tile);
+    ASSERT_TRUE(sameBytes(tile, expected)) << source.size() << " type " << source.type();
+  };
+  const std::array<float, 8> odd{std::numeric_limits<float>::quiet_NaN(),
+                                 kInfinity,
+                                 -3.4e38F,
+                                 1e9F,
+                                 32768.0F,
+                                 -1.0F,
+                                 -0.0F,
+                                 3e4F};
+  for (int round = 0; round < 60; ++round) {
+    const int rows = round < 30 ? rng_.uniform(1, 8) : rng_.uniform(8, 300);
+    const int cols = round % 30 < 15 ? rng_.uniform(1, 8) : rng_.uniform(8, 300);
+    const cv::Mat pixels = noise(rng_, rows, cols, round % 4 == 0 ? CV_8UC1 : CV_8UC3);
+    // Exactly the image's bytes on the heap: a read past them is seen by the sanitizer.
+    const auto buffer = std::make_unique<unsigned char[]>(pixels.total() * pixels.elemSize());
+    const cv::Mat source(rows, cols, pixels.type(), buffer.get());
+    pixels.copyTo(source);
+    Maps maps = scatteredMaps(rng_, {rng_.uniform(1, 300), 9}, source.size(), 4);
+    if (round % 3 == 0) {
+      for (cv::Mat* map : {&maps.cols, &maps.rows}) {
+        for (int i = 0; i < static_cast<int>(map->total()); ++i) {
+          auto& position = map->ptr<float>()[i];
+          position = i % 50 == 7 ? odd[static_cast<std::size_t>(i) % odd.size()]
+                                 : static_cast<float>(cvRound(position * 64)) / 64;
+        }
+      }
+    }
+    compare(source, maps);
+    compare(source,
+            smoothMaps({200, 130}, source.size(), 0.4F + 0.1F * static_cast<float>(round), 0.3F));
+  }
 }
 
 TEST(CubicSampler, RejectsImagesAndTilesThatDoNotFit) {
