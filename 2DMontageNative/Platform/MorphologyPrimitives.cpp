@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "Platform/ClampScan.h"
 #include "Platform/ImagingPrimitives.h"
 #include "Platform/MarkedPixels.h"
 #include "Platform/RegionAccess.h"
@@ -135,11 +136,7 @@ class Reconstruction {
       const unsigned char* const masks = maskRow(y);
       unsigned char* const markers = markerRow(y);
       dilateFromRow(above, markers);
-      unsigned char left = kLowest;
-      for (int x = 0; x < size_.width; ++x) {
-        left = std::min(std::max(markers[x], left), masks[x]);
-        markers[x] = left;
-      }
+      clampScanForward(masks, markers, size_.width);
       above.assign(markers);
     }
   }
@@ -153,11 +150,7 @@ class Reconstruction {
       const unsigned char* const masks = maskRow(y);
       unsigned char* const markers = markerRow(y);
       dilateFromRow(below, markers);
-      unsigned char right = kLowest;
-      for (int x = size_.width - 1; x >= 0; --x) {
-        right = std::min(std::max(markers[x], right), masks[x]);
-        markers[x] = right;
-      }
+      clampScanBackward(masks, markers, size_.width);
       below.assign(markers);
       for (int x = 0; x < size_.width; ++x) {
         open.data()[x] = markers[x] < masks[x] ? markers[x] : kHighest;

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
+#include "Platform/ClampScan.h"
 #include "Platform/ImagingPrimitives.h"
 
 #include <gtest/gtest.h>
+#include <hwy/tests/hwy_gtest.h>
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <vector>
 
 namespace ORV::Common::Platform {
@@ -63,6 +66,34 @@ TEST(MorphReconstruct, AgreesWithRepeatedDilationOfAnyMarkerUnderAnyMask) {
     random.fill(sparse, cv::RNG::UNIFORM, 0, 10);
     marker.setTo(0, sparse > round % 10);  // few seeds travel far; some lie above the mask
     expectEqual(reconstruct(mask, marker), reconstructPlainly(mask, marker));
+  }
+}
+
+class ClampScanOnTarget : public hwy::TestWithParamTarget {};
+HWY_TARGET_INSTANTIATE_TEST_SUITE_P(ClampScanOnTarget);
+
+TEST_P(ClampScanOnTarget, IsTheScanPixelByPixel) {
+  cv::RNG random(3);
+  for (int width = 1; width <= 70; ++width) {
+    for (const int levels : {2, 5, 256}) {
+      std::vector<unsigned char> masks(static_cast<std::size_t>(width));
+      random.fill(masks, cv::RNG::UNIFORM, 0, levels);
+      std::vector<unsigned char> markers(masks.size());
+      random.fill(markers, cv::RNG::UNIFORM, 0, levels);
+      std::vector<unsigned char> expected = markers;
+      unsigned char neighbour = 0;
+      for (std::size_t x = 0; x < expected.size(); ++x) {
+        expected[x] = neighbour = std::min(std::max(expected[x], neighbour), masks[x]);
+      }
+      std::vector<unsigned char> forward = markers;
+      clampScanForward(masks.data(), forward.data(), width);
+      ASSERT_EQ(forward, expected);
+      std::reverse(masks.begin(), masks.end());
+      std::reverse(markers.begin(), markers.end());
+      std::reverse(expected.begin(), expected.end());
+      clampScanBackward(masks.data(), markers.data(), width);
+      ASSERT_EQ(markers, expected);
+    }
   }
 }
 
