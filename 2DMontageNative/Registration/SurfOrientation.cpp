@@ -3,6 +3,7 @@
 
 #include "Platform/ParallelLoop.h"
 #include "Registration/RasterOrder.h"
+#include "Registration/SurfWavelets.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -19,24 +20,16 @@ constexpr int kDirections = 360 / kDirectionStepDeg;
 constexpr int kHalfSectorDeg = 30;
 constexpr int kDirectionsPerSector = 2 * kHalfSectorDeg / kDirectionStepDeg;
 
-constexpr int kWaveletSide = 4;
-constexpr std::array<PatternBox, 2> kWaveletX = {{{0, 0, 2, 4, -1.0F}, {2, 0, 4, 4, 1.0F}}};
-constexpr std::array<PatternBox, 2> kWaveletY = {{{0, 0, 4, 2, 1.0F}, {0, 2, 4, 4, -1.0F}}};
-
-/// A position of the disc in scales, and its Gaussian weight.
-struct Sample {
-  int x;
-  int y;
-  float weight;
-};
-
-std::vector<Sample> makeDisc() {
+WaveletDisc makeDisc() {
   const cv::Mat_<float> gaussian = cv::getGaussianKernel(2 * kRadius + 1, kWeightSigma, CV_32F);
-  std::vector<Sample> disc;
+  WaveletDisc disc;
   for (int x = -kRadius; x <= kRadius; ++x) {
     for (int y = -kRadius; y <= kRadius; ++y) {
       if (x * x + y * y <= kRadius * kRadius) {
-        disc.push_back({x, y, gaussian(x + kRadius) * gaussian(y + kRadius)});
+        disc.x[disc.count] = static_cast<float>(x);
+        disc.y[disc.count] = static_cast<float>(y);
+        disc.weight[disc.count] = gaussian(x + kRadius) * gaussian(y + kRadius);
+        ++disc.count;
       }
     }
   }
@@ -46,11 +39,19 @@ std::vector<Sample> makeDisc() {
 /// Sums of responses by direction: entry i holds those within half a sector of i steps.
 class DirectionHistogram {
  public:
-  void add(float x, float y) {
-    const int angleDeg = cvRound(cv::fastAtan2(y, x));
+  /// @param[in] angleDeg  direction of (x, y), 0 to 360.
+  void add(int angleDeg, float x, float y) {
     const int first = ((angleDeg - kHalfSectorDeg + 360) / kDirectionStepDeg + 1) % kDirections;
     // Strictly nearer than half a sector, so a multiple of the step has one direction less.
-    const int count = kDirectionsPerSector - (angleDeg % kDirectionStepDeg == 0 ? 1 : 0);
+    const bool isFull = angleDeg % kDirectionStepDeg != 0;
+    if (first + kDirectionsPerSector <= kDirections) {
+      addTo(first, kDirectionsPerSector - 1, x, y);  // of known length
+      if (isFull) {
+        addTo(first + kDirectionsPerSector - 1, 1, x, y);
+      }
+      return;
+    }
+    const int count = kDirectionsPerSector - (isFull ? 0 : 1);
     const int beforeWrap = std::min(count, kDirections - first);
     addTo(first, beforeWrap, x, y);
     addTo(0, count - beforeWrap, x, y);
@@ -85,37 +86,22 @@ class DirectionHistogram {
 };
 
 std::optional<float> orientation(const IntegralImage& integral,
-                                 const std::vector<Sample>& disc,
+                                 const WaveletDisc& disc,
                                  const cv::KeyPoint& keypoint) {
-  // 1. Wavelets of four scales.
-  const float scale = surfScale(keypoint.size);
-  const int side = 2 * cvRound(2 * scale);
-  const int endX = integral.cols() + 1 - side;
-  const int endY = integral.rows() + 1 - side;
-  const float ratio = static_cast<float>(side) / static_cast<float>(kWaveletSide);
-  const auto waveletX = scaledBoxes(kWaveletX, ratio, integral);
-  const auto waveletY = scaledBoxes(kWaveletY, ratio, integral);
-
-  // 2. Their responses where they lie inside the image, by direction.
-  const float centre = static_cast<float>(side - 1) / 2;
+  WaveletResponses responses;
+  evaluateWavelets(integral, disc, keypoint.pt, surfScale(keypoint.size), responses);
   DirectionHistogram histogram;
   bool any = false;
-  for (const Sample& sample : disc) {
-    const int x = cvRound(keypoint.pt.x + static_cast<float>(sample.x) * scale - centre);
-    const int y = cvRound(keypoint.pt.y + static_cast<float>(sample.y) * scale - centre);
-    if (x < 0 || x >= endX || y < 0 || y >= endY) {
-      continue;
+  for (std::size_t i = 0; i < disc.count; ++i) {
+    if (responses.degrees[i] != WaveletResponses::kOutside) {
+      histogram.add(responses.degrees[i], responses.x[i], responses.y[i]);
+      any = true;
     }
-    const std::uint32_t* const origin = integral.at(y, x);
-    histogram.add(boxResponse(waveletX, origin) * sample.weight,
-                  boxResponse(waveletY, origin) * sample.weight);
-    any = true;
   }
   if (!any) {
     return std::nullopt;
   }
-
-  // 3. The wavelet in y points up, the angle turns from +x to +y, downward.
+  // The wavelet in y points up, the angle turns from +x to +y, downward.
   const cv::Vec2f direction = histogram.longest();
   return cv::fastAtan2(-direction[1], direction[0]);
 }
@@ -123,7 +109,7 @@ std::optional<float> orientation(const IntegralImage& integral,
 }  // namespace
 
 void assignSurfOrientations(const IntegralImage& integral, std::vector<cv::KeyPoint>& keypoints) {
-  const std::vector<Sample> disc = makeDisc();
+  const WaveletDisc disc = makeDisc();
   constexpr float kDropped = -1.0F;
   const std::vector<std::size_t> order = rasterOrder(keypoints);
   Platform::parallelFor(0, static_cast<int>(order.size()), [&](int i) {
