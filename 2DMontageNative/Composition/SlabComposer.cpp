@@ -4,6 +4,7 @@
 #include "Composition/CompositionImage.h"
 #include "Composition/PlaneFootprint.h"
 #include "Composition/PlaneWarper.h"
+#include "Platform/LargePages.h"
 #include "Platform/ParallelLoop.h"
 
 #include <opencv2/imgproc.hpp>
@@ -77,6 +78,7 @@ cv::Mat SlabComposer::composeOnPlane(const std::vector<cv::Mat>& images) {
       },
       warped);
   cv::Mat montage(all.size(), CV_8UC(layout_->channels));
+  Platform::preferLargePages(montage.data, montage.total() * montage.elemSize());
   plane.compose(warped, all, montage, {}, {});
   return montage;
 }

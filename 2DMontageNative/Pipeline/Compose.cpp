@@ -8,6 +8,7 @@
 #include "Pipeline/Sweep.h"
 #include "Pipeline/Watcher.h"
 #include "Platform/FreeMemory.h"
+#include "Platform/LargePages.h"
 #include "Platform/OpenCvScope.h"
 
 #include <opencv2/imgproc.hpp>
@@ -270,6 +271,8 @@ class Composer::Engine {
 
   [[nodiscard]] Picture emptyPicture(cv::Size size) const {
     Picture picture{cv::Mat(size, CV_8UC(channels_)), {}};
+    ORV::Common::Platform::preferLargePages(picture.pixels.data,
+                                            picture.pixels.total() * picture.pixels.elemSize());
     if (plan_.options.background != Background::black) {
       picture.coverage.create(size, CV_8UC1);
     }

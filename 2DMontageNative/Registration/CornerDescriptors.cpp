@@ -10,7 +10,9 @@
 #include <array>
 #include <cfloat>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace ORV::Common::Algorithms::Montage::Registration {
 namespace {
@@ -42,17 +44,27 @@ constexpr int kHistogramLength = kGuardBins + (kCells + 2) * kRowOfCells;
 struct Sample {
   int dx;
   int dy;
-  int bin;               ///< first histogram bin of its cell
-  float rowFraction;     ///< towards the next cell down
-  float columnFraction;  ///< towards the next cell to the right
-  float weight;          ///< Gaussian
+  std::ptrdiff_t offset;  ///< of its gradient from that of the keypoint
+  int bin;                ///< first histogram bin of its cell
+  float rowFraction;      ///< towards the next cell down
+  float columnFraction;   ///< towards the next cell to the right
+  float weight;           ///< Gaussian
+};
+
+struct Gradient {
+  float magnitude;
+  float orientationFraction;  ///< towards the next orientation
+  int orientation;            ///< -1 to 7
 };
 
 /// The gradient of every pixel of the octave image; border pixels have none.
-struct Gradient {
-  cv::Mat magnitude;            ///< `CV_32F`
-  cv::Mat orientationFraction;  ///< `CV_32F`, towards the next orientation
-  cv::Mat orientation;          ///< `CV_8S`, -1 to 7
+struct GradientImage {
+  cv::Size size;
+  std::vector<Gradient> pixels;  ///< row by row
+
+  [[nodiscard]] const Gradient* at(int x, int y) const {
+    return pixels.data() + static_cast<std::ptrdiff_t>(y) * size.width + x;
+  }
 };
 
 /// Below this side the half-size image has hardly a gradient, and OpenCV's own routine is unsafe.
@@ -95,7 +107,7 @@ cv::Mat secondOctaveImage(const cv::Mat& grey) {
   return halved;
 }
 
-Gradient gradientOf(const cv::Mat& image) {
+GradientImage gradientOf(const cv::Mat& image) {
   const cv::Rect inner(1, 1, image.cols - 2, image.rows - 2);
   const cv::Point right(1, 0);
   const cv::Point down(0, 1);
@@ -105,28 +117,30 @@ Gradient gradientOf(const cv::Mat& image) {
   cv::Mat angle;
   cv::cartToPolar(dx, dy, magnitude, angle, true);
 
-  Gradient gradient{cv::Mat::zeros(image.size(), CV_32F),
-                    cv::Mat::zeros(image.size(), CV_32F),
-                    cv::Mat::zeros(image.size(), CV_8S)};
-  magnitude.copyTo(gradient.magnitude(inner));
+  GradientImage gradient{image.size(), std::vector<Gradient>(image.total())};
   constexpr float kBinsPerDegree = kOrientations / 360.0F;
   const float descriptorAngleDeg = descriptorAngle();
-  for (int y = 0; y < inner.height; ++y) {
+  Gradient* row = gradient.pixels.data() + image.cols + 1;
+  for (int y = 0; y < inner.height; ++y, row += image.cols) {
+    const float* const magnitudes = magnitude.ptr<float>(y);
     const float* const angles = angle.ptr<float>(y);
-    float* const fractions = gradient.orientationFraction.ptr<float>(y + 1) + 1;
-    schar* const bins = gradient.orientation.ptr<schar>(y + 1) + 1;
     for (int x = 0; x < inner.width; ++x) {
       const float bin = (angles[x] - descriptorAngleDeg) * kBinsPerDegree;
       const float lower = std::floor(bin);
-      fractions[x] = bin - lower;
-      bins[x] = static_cast<schar>(static_cast<int>(lower) + kOrientations);
+      row[x] = {magnitudes[x], bin - lower, static_cast<int>(lower) + kOrientations};
     }
   }
   return gradient;
 }
 
+struct Pattern {
+  std::vector<Sample> samples;
+  int radius;  ///< no sample is farther along x or y
+};
+
 /// The pixels of the window turned by the keypoints' angle, row by row.
-std::vector<Sample> samplingPattern() {
+/// @param[in] width  of the octave image.
+Pattern samplingPattern(int width) {
   const float cellWidth = kCellWidthFactor * (kKeypointSize * kOctaveScale * 0.5F);
   const float angle = descriptorAngle() * static_cast<float>(CV_PI / 180);
   const float cosine = std::cos(angle) / cellWidth;
@@ -137,7 +151,7 @@ std::vector<Sample> samplingPattern() {
   constexpr float kExponentScale = -1.0F / (kCells * kCells * 0.5F);
   const auto withinWindow = [](float bin) { return bin > -1 && bin < static_cast<float>(kCells); };
 
-  std::vector<Sample> pattern;
+  Pattern pattern{{}, radius};
   std::vector<float> exponents;
   for (int dy = -radius; dy <= radius; ++dy) {
     for (int dx = -radius; dx <= radius; ++dx) {
@@ -152,9 +166,10 @@ std::vector<Sample> samplingPattern() {
       }
       const int firstRow = cvFloor(row);
       const int firstColumn = cvFloor(column);
-      pattern.push_back(
+      pattern.samples.push_back(
           {dx,
            dy,
+           static_cast<std::ptrdiff_t>(dy) * width + dx,
            kGuardBins + (firstRow + 1) * kRowOfCells + (firstColumn + 1) * kBinsPerCell,
            row - static_cast<float>(firstRow),
            column - static_cast<float>(firstColumn),
@@ -163,8 +178,8 @@ std::vector<Sample> samplingPattern() {
     }
   }
   cv::exp(exponents, exponents);
-  for (std::size_t k = 0; k < pattern.size(); ++k) {
-    pattern[k].weight = exponents[k];
+  for (std::size_t k = 0; k < pattern.samples.size(); ++k) {
+    pattern.samples[k].weight = exponents[k];
   }
   return pattern;
 }
@@ -172,10 +187,9 @@ std::vector<Sample> samplingPattern() {
 using Histogram = std::array<float, kHistogramLength>;
 
 /// Adds one pixel to the eight nearest bins by trilinear interpolation.
-inline void addSample(
-    Histogram& histogram, const Sample& sample, const Gradient& gradient, int y, int x) {
-  const float magnitude = gradient.magnitude.ptr<float>(y)[x] * sample.weight;
-  const float toNextOrientation = gradient.orientationFraction.ptr<float>(y)[x];
+inline void addSample(Histogram& histogram, const Sample& sample, const Gradient& gradient) {
+  const float magnitude = gradient.magnitude * sample.weight;
+  const float toNextOrientation = gradient.orientationFraction;
   const float row1 = magnitude * sample.rowFraction;
   const float row0 = magnitude - row1;
   const float row1column1 = row1 * sample.columnFraction;
@@ -187,7 +201,7 @@ inline void addSample(
     bins[0] += value - next;
     bins[1] += next;
   };
-  float* const bins = histogram.data() + sample.bin + gradient.orientation.ptr<schar>(y)[x];
+  float* const bins = histogram.data() + sample.bin + gradient.orientation;
   addPair(bins, row0column0);
   addPair(bins + kBinsPerCell, row0column1);
   addPair(bins + kRowOfCells, row1column0);
@@ -232,19 +246,20 @@ void writeDescriptor(std::array<float, kDescriptorLength> values, float* row) {
   }
 }
 
-void describe(const Gradient& gradient,
-              const std::vector<Sample>& pattern,
+void describe(const GradientImage& gradient,
+              const Pattern& pattern,
               const cv::Point2f& pt,
               float* row) {
   const cv::Point centre(cvRound(pt.x * kOctaveScale), cvRound(pt.y * kOctaveScale));
-  const int lastRow = gradient.magnitude.rows - 2;
-  const int lastColumn = gradient.magnitude.cols - 2;
+  const cv::Rect withGradient(1, 1, gradient.size.width - 2, gradient.size.height - 2);
+  const cv::Point reach(pattern.radius, pattern.radius);
+  const bool isInside =
+      withGradient.contains(centre - reach) && withGradient.contains(centre + reach);
+  const Gradient* const middle = gradient.at(centre.x, centre.y);
   Histogram histogram{};
-  for (const Sample& sample : pattern) {
-    const int y = centre.y + sample.dy;
-    const int x = centre.x + sample.dx;
-    if (y >= 1 && y <= lastRow && x >= 1 && x <= lastColumn) {
-      addSample(histogram, sample, gradient, y, x);
+  for (const Sample& sample : pattern.samples) {
+    if (isInside || withGradient.contains({centre.x + sample.dx, centre.y + sample.dy})) {
+      addSample(histogram, sample, middle[sample.offset]);
     }
   }
   writeDescriptor(foldedCells(histogram), row);
@@ -258,8 +273,8 @@ cv::Mat describeCorners(const cv::Mat& grey, const std::vector<cv::KeyPoint>& ke
   }
   const int count = static_cast<int>(keypoints.size());
   cv::Mat descriptors = cv::Mat::zeros(count, kDescriptorLength, CV_32F);
-  const Gradient gradient = gradientOf(secondOctaveImage(padded(grey)));
-  const std::vector<Sample> pattern = samplingPattern();
+  const GradientImage gradient = gradientOf(secondOctaveImage(padded(grey)));
+  const Pattern pattern = samplingPattern(gradient.size.width);
   Platform::parallelFor(0, count, [&](int k) {
     describe(
         gradient, pattern, keypoints[static_cast<std::size_t>(k)].pt, descriptors.ptr<float>(k));
