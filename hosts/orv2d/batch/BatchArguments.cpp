@@ -9,12 +9,19 @@ namespace orv2d {
 namespace {
 
 constexpr int kMaxJobs = 1000;
+constexpr int kMaxThreads = 10000;
 
 void addRunning(CLI::App& command, BatchSettings& settings) {
   command.add_option("--jobs", settings.jobs, "Scenes at a time, which share threads and memory")
       ->check(CLI::Range(1, kMaxJobs))
       ->type_name("N")
       ->capture_default_str();
+  command
+      .add_option("--threads",
+                  settings.threads,
+                  "Threads that all scenes at work take together [as many as cores]")
+      ->check(CLI::Range(1, kMaxThreads))
+      ->type_name("N");
   command
       .add_option("--max-memory",
                   settings.maxMemory,

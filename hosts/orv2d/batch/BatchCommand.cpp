@@ -29,23 +29,30 @@ namespace {
 /// Divides threads and memory evenly among so many scenes at a time.
 class Shares {
  public:
-  Shares(int jobs, const std::optional<std::uint64_t>& maxMemory) : jobs_(jobs) {
+  explicit Shares(const BatchSettings& settings, int scenes)
+      : jobs_(std::max(1, std::min(settings.jobs, scenes))),
+        threads_(settings.threads > 0 ? settings.threads : cores()) {
     const std::uint64_t free = ORV::Common::Platform::freeMemoryBytes();
     const bool isKnown = free < std::numeric_limits<std::uint64_t>::max();
     constexpr std::uint64_t kTenths = 6;  // as the program takes of what is free by itself
-    const std::uint64_t all = maxMemory ? *maxMemory : isKnown ? free / 10 * kTenths : 0;
-    memory_ = all > 0 ? std::max<std::uint64_t>(all / static_cast<std::uint64_t>(jobs), 1) : 0;
+    const std::uint64_t taken = isKnown ? free / 10 * kTenths : 0;
+    memory_ = settings.maxMemory.value_or(taken) / static_cast<std::uint64_t>(jobs_);
   }
+
+  /// How many scenes share.
+  [[nodiscard]] int jobs() const { return jobs_; }
 
   /// @param[in] place  of the scene among those at work, from 0.
   [[nodiscard]] Share of(int place) const {
-    const int cores = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
-    const int extra = place < cores % jobs_ ? 1 : 0;
-    return {std::max(1, cores / jobs_ + extra), memory_};
+    const int extra = place < threads_ % jobs_ ? 1 : 0;
+    return {std::max(1, threads_ / jobs_ + extra), memory_};
   }
 
  private:
+  static int cores() { return static_cast<int>(std::thread::hardware_concurrency()); }
+
   int jobs_;
+  int threads_;
   std::uint64_t memory_ = 0;
 };
 
@@ -54,9 +61,8 @@ class Batch {
   Batch(const BatchSettings& settings, std::vector<Scene> scenes)
       : settings_(settings),
         scenes_(std::move(scenes)),
-        places_(static_cast<std::size_t>(settings.jobs)),
-        shares_(std::min(settings.jobs, std::max(1, static_cast<int>(scenes_.size()))),
-                settings.maxMemory),
+        shares_(settings, static_cast<int>(scenes_.size())),
+        places_(static_cast<std::size_t>(shares_.jobs())),
         line_(scenes_.size(), settings.quiet) {
     for (const Scene& scene : scenes_) {
       waiting_.push_back(&scene);
@@ -179,8 +185,8 @@ class Batch {
   std::deque<const Scene*> waiting_;
   std::vector<const Scene*> elsewhere_;  ///< of another run, to be looked at again
   std::mutex mutex_;                     ///< of what stands in places, against stopping
-  std::vector<Place> places_;
   Shares shares_;
+  std::vector<Place> places_;
   std::vector<SceneOutcome> outcomes_;
   ScenesLine line_;
 };

@@ -24,6 +24,7 @@ struct BatchSettings {
   std::string manifest;
   std::string outputFolder;  ///< empty: that of the manifest
   int jobs = 1;
+  int threads = 0;                         ///< of all jobs together; 0: as many as cores
   std::optional<std::uint64_t> maxMemory;  ///< bytes, of all jobs together
   std::string shard;                       ///< value of --shard; empty: the whole batch
   bool force = false;

@@ -151,7 +151,8 @@ std::vector<ManifestScene> readJsonLines(const fs::path& path, const std::string
     }
     ManifestScene& scene = scenes.emplace_back();
     scene.line = number;
-    for (const auto& [field, value] : parseObject(line, refuse).items()) {
+    const nlohmann::json object = parseObject(line, refuse);
+    for (const auto& [field, value] : object.items()) {
       readField(field, value, refuse, scene);
     }
     requireWholeScene(scene, refuse);

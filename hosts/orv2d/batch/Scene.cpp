@@ -218,7 +218,9 @@ class Preparation {
 /// Scenes in one folder must not write the same file, nor what another one reads.
 class Names {
  public:
-  explicit Names(const std::string& manifest) : manifest_(manifest) {}
+  explicit Names(const std::string& manifest) : manifest_(manifest) {
+    inputs_.insert({resolved(manifest), 0});
+  }
 
   void add(const Scene& scene, std::size_t line) {
     if (!scenes_.insert({scene.name, line}).second) {
@@ -247,7 +249,9 @@ class Names {
  private:
   [[noreturn]] void refuse(std::size_t line, const std::string& reason, std::size_t other) const {
     refuseManifest(
-        manifest_, line, reason + (other == line ? "" : ", in line " + std::to_string(other)));
+        manifest_,
+        line,
+        reason + (other == line || other == 0 ? "" : ", in line " + std::to_string(other)));
   }
 
   const std::string& manifest_;
