@@ -30,6 +30,7 @@ std::vector<std::string> matchingFiles(const fs::path& folder, const std::string
   const std::string prefix = plain.substr(0, plain.size() - name.size());
   glob_t found = {};
   std::vector<std::string> files;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): one thread
   if (glob((quoted(prefix) + name).c_str(), 0, nullptr, &found) == 0) {
     files.assign(found.gl_pathv, found.gl_pathv + found.gl_pathc);
   }

@@ -173,7 +173,7 @@ class Preparation {
   /// An output of the manifest as seen from here.
   [[nodiscard]] fs::path placed(const std::string& name) const {
     const fs::path folder = outputFolder(settings_);
-    const fs::path path = folder / name;
+    fs::path path = folder / name;
     if (!isBelow(path, folder)) {
       refuse("output '" + name + "' leads out of the folder of outputs, " +
              inQuotes(folder.empty() ? "." : folder) + "; choose that by --output-folder");

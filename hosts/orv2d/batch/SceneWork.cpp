@@ -56,6 +56,7 @@ std::string lastSentence(const std::string& messages) {
 }
 
 std::string sentenceOf(int signal) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): one thread
   return "ended by signal " + std::to_string(signal) + " (" + strsignal(signal) + ")" +
          (signal == SIGKILL ? "; was there too little memory?" : "");
 }
