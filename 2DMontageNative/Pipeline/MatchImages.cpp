@@ -12,6 +12,8 @@
 #include <cstddef>
 #include <iterator>
 #include <optional>
+#include <set>
+#include <stdexcept>
 
 namespace montage {
 namespace {
@@ -43,9 +45,9 @@ std::vector<ImagePair> namedPairs(const std::vector<Features>& features,
   return pairs;
 }
 
-std::vector<PairMatches> matchPairs(const PairMatching& matching,
-                                    const std::vector<ImagePair>& pairs,
-                                    Watcher& watcher) {
+std::vector<PairMatches> matchEach(const PairMatching& matching,
+                                   const std::vector<ImagePair>& pairs,
+                                   Watcher& watcher) {
   std::vector<PairMatches> matched(pairs.size());
   parallelFor(0, static_cast<int>(pairs.size()), [&](int p) {
     matched[at(p)] = matching.match(pairs[at(p)].first, pairs[at(p)].second);
@@ -76,7 +78,48 @@ void merge(std::vector<PairMatches> added, std::vector<PairMatches>& matched) {
       });
 }
 
+/// The images of the pairs, ascending.
+std::vector<int> imagesIn(const std::vector<ImagePair>& pairs) {
+  std::set<int> images;
+  for (const auto& [first, second] : pairs) {
+    images.insert({first, second});
+  }
+  return {images.begin(), images.end()};
+}
+
+void requireMatchable(const std::vector<Features>& features, const std::vector<ImagePair>& pairs) {
+  const int imageCount = static_cast<int>(features.size());
+  for (const auto& [first, second] : pairs) {
+    const auto [low, high] = std::minmax(first, second);
+    if (low < 0 || low == high || high >= imageCount) {
+      throw std::invalid_argument("pairs: numbers of two different images are expected");
+    }
+    // One kind for all, as they share one search.
+    for (const int image : {first, second}) {
+      if (features[at(image)].kind != features[at(pairs.front().first)].kind) {
+        throw std::invalid_argument("features: all of the same kind are expected");
+      }
+    }
+  }
+}
+
 }  // namespace
+
+std::vector<PairMatches> matchPairs(const std::vector<Features>& features,
+                                    const std::vector<std::pair<int, int>>& pairs,
+                                    const MatchOptions& options,
+                                    const Progress& progress) {
+  check(options);
+  requireMatchable(features, pairs);
+  Watcher watcher(progress, Stage::match, static_cast<int>(pairs.size()));
+  PairMatching matching(static_cast<int>(features.size()), options);
+  const std::vector<int> images = imagesIn(pairs);
+  parallelFor(0, static_cast<int>(images.size()), [&](int i) {
+    matching.add(images[at(i)], features[at(images[at(i)])]);
+    watcher.poll();
+  });
+  return matchEach(matching, pairs, watcher);
+}
 
 std::vector<PairMatches> matchImages(std::vector<Features>& features,
                                      const std::vector<int>& order,
@@ -100,12 +143,12 @@ std::vector<PairMatches> matchImages(std::vector<Features>& features,
     features[at(i)].descriptors.release();
     watcher.poll();
   });
-  std::vector<PairMatches> matched = matchPairs(matching, pairs, watcher);
+  std::vector<PairMatches> matched = matchEach(matching, pairs, watcher);
   if (voting) {
     const auto groups = groupsOf(imageCount, matched, options.adjustment.confidence);
     const std::vector<ImagePair> more = voting->pairsBetween(groups, pairs, watcher);
     watcher.extend(static_cast<int>(more.size()));
-    merge(matchPairs(matching, more, watcher), matched);
+    merge(matchEach(matching, more, watcher), matched);
   }
   for (Features& each : features) {
     each.image.release();

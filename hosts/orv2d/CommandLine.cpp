@@ -76,7 +76,8 @@ std::string seeHelpOf(const CLI::App& command) {
 
 void requireCommand(const CLI::App& app, const Words& words) {
   const Words commands = commandNames(app);
-  const std::string expected = "orv2d montage, register, compose, inspect or correct is expected";
+  const std::string expected =
+      "orv2d montage, batch, register, compose, inspect or correct is expected";
   if (words.empty()) {
     refuse("no command; " + expected);
   }

@@ -77,4 +77,11 @@ std::string fixed(double value, int decimals) {
   return text.str();
 }
 
+std::string timeLeft(double seconds) {
+  constexpr double kSecondsPerMinute = 60.0;
+  constexpr double kShort = 90.0;
+  return seconds < kShort ? fixed(seconds, 0) + " s"
+                          : fixed(seconds / kSecondsPerMinute, 1) + " min";
+}
+
 }  // namespace orv2d

@@ -34,6 +34,9 @@ std::string counted(std::size_t count, const std::string& noun);
 /// `value` with `decimals` digits after the point.
 std::string fixed(double value, int decimals);
 
+/// `seconds` for people: "8 s", "3.5 min".
+std::string timeLeft(double seconds);
+
 }  // namespace orv2d
 
 #endif  // ORV2D_CONSOLE_H

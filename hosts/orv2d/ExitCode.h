@@ -23,6 +23,7 @@ enum class ExitCode {
   NoPreview = 8,
   NotShowable = 9,
   NoRoom = 10,
+  ScenesFailed = 11,
   HungUp = 129,  // 128 + the number of the signal, as shells have it
   Interrupted = 130,
   Terminated = 143,
@@ -34,7 +35,7 @@ struct ExitCodeMeaning {
 };
 
 /// Every exit code with its sentence, for the help text.
-inline constexpr std::array<ExitCodeMeaning, 14> kExitCodes = {{
+inline constexpr std::array<ExitCodeMeaning, 15> kExitCodes = {{
     {ExitCode::Success, "success"},
     {ExitCode::InternalError, "internal error or out of memory"},
     {ExitCode::Usage, "wrong usage: an option, a value or a combination is not possible"},
@@ -47,6 +48,7 @@ inline constexpr std::array<ExitCodeMeaning, 14> kExitCodes = {{
     {ExitCode::NotShowable, "no montage: it would be too large, or no plane can show it"},
     {ExitCode::NoRoom,
      "no montage: it takes more memory or disk space than there is or is allowed"},
+    {ExitCode::ScenesFailed, "batch: one or more scenes failed, the others are done"},
     {ExitCode::HungUp, "stopped by SIGHUP; nothing unfinished is left"},
     {ExitCode::Interrupted, "stopped by Ctrl-C; nothing unfinished is left"},
     {ExitCode::Terminated, "stopped by SIGTERM; nothing unfinished is left"},

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "ScratchFolder.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
+#include <iomanip>
 #include <random>
 #include <set>
 #include <sstream>
+#include <vector>
 
 #ifndef _WIN32
 #include <sys/stat.h>
@@ -26,11 +30,33 @@ Registry& registry() {
   return only;
 }
 
-fs::path freeName(const fs::path& target) {
+const char* const kBegin = ".orv2d-";
+constexpr std::size_t kMarkLength = 16;
+
+std::string randomDigits() {
+  constexpr int kDigits = 8;
   std::random_device random;
-  std::ostringstream name;
-  name << ".orv2d-" << std::hex << random() << random() << ".tmp";
-  return target.parent_path() / name.str();
+  std::ostringstream digits;
+  for (int i = 0; i < 2; ++i) {
+    digits << std::hex << std::setw(kDigits) << std::setfill('0') << random();
+  }
+  return digits.str();
+}
+
+bool isMark(const std::string& text) {
+  return text.size() == kMarkLength &&
+         text.find_first_not_of("0123456789abcdef") == std::string::npos;
+}
+
+std::string markOfEnvironment() {
+  const char* const mark =
+      std::getenv("ORV2D_SCRATCH");  // NOLINT(concurrency-mt-unsafe): only read
+  return mark != nullptr && isMark(mark) ? mark : std::string();
+}
+
+fs::path freeName(const fs::path& target, const std::string& mark) {
+  const std::string shown = mark.empty() ? "" : mark + "-";
+  return target.parent_path() / (kBegin + shown + randomDigits() + ".tmp");
 }
 
 /// For its owner only, from the beginning.
@@ -59,11 +85,11 @@ void removeAll(const fs::path& folder) {
 
 }  // namespace
 
-ScratchFolder::ScratchFolder(const fs::path& target) {
+ScratchFolder::ScratchFolder(const fs::path& target, const std::string& mark) {
   constexpr int kAttempts = 8;
   const ScratchLock lock = lockScratchFolders();
   for (int attempt = 0; attempt < kAttempts && folder_.empty(); ++attempt) {
-    const fs::path name = freeName(target);
+    const fs::path name = freeName(target, mark.empty() ? markOfEnvironment() : mark);
     error_ = make(name);
     if (!error_) {
       folder_ = name;
@@ -88,6 +114,26 @@ void removeScratchFolders(const ScratchLock& /*lock*/) {
   for (const fs::path& folder : registry().folders) {
     removeAll(folder);
   }
+}
+
+std::string newScratchMark() {
+  return randomDigits();
+}
+
+void removeMarkedScratchFolders(const fs::path& folder, const std::string& mark) {
+  if (!isMark(mark)) {
+    return;
+  }
+  std::error_code error;
+  const std::string begin = kBegin + mark + "-";
+  std::vector<fs::path> left;
+  for (fs::directory_iterator at(folder.empty() ? "." : folder, error), end; at != end && !error;
+       at.increment(error)) {
+    if (at->path().filename().string().compare(0, begin.size(), begin) == 0) {
+      left.push_back(at->path());
+    }
+  }
+  std::for_each(left.begin(), left.end(), removeAll);
 }
 
 }  // namespace orv2d

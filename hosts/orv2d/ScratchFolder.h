@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <mutex>
+#include <string>
 #include <system_error>
 
 namespace orv2d {
@@ -15,7 +16,9 @@ namespace orv2d {
 class ScratchFolder {
  public:
   /// Makes the folder; `error` says why there is none.
-  explicit ScratchFolder(const std::filesystem::path& target);
+  /// @param[in] mark  of its name; empty: that which the variable ORV2D_SCRATCH of the environment
+  ///   gives, so that another process can tell the folders of this one.
+  explicit ScratchFolder(const std::filesystem::path& target, const std::string& mark = {});
   ~ScratchFolder();
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
@@ -37,6 +40,12 @@ using ScratchLock = std::unique_lock<std::mutex>;
 /// Removes all of them. The caller keeps the lock until the program has ended, so that none is made
 /// any more.
 void removeScratchFolders(const ScratchLock& lock);
+
+/// A mark that no other process has: 16 hexadecimal digits.
+std::string newScratchMark();
+
+/// Removes the scratch folders with that mark in `folder`: those of a process that was killed.
+void removeMarkedScratchFolders(const std::filesystem::path& folder, const std::string& mark);
 
 }  // namespace orv2d
 

@@ -36,13 +36,6 @@ Words wordsOf(montage::Stage stage) {
   return {"working", ""};
 }
 
-std::string timeLeft(double seconds) {
-  constexpr double kSecondsPerMinute = 60.0;
-  constexpr double kShort = 90.0;
-  return seconds < kShort ? fixed(seconds, 0) + " s"
-                          : fixed(seconds / kSecondsPerMinute, 1) + " min";
-}
-
 }  // namespace
 
 StageLine::StageLine(bool quiet) : quiet_(quiet), terminal_(standardErrorIsTerminal()) {}

@@ -8,13 +8,30 @@
 #include <array>
 #include <csignal>
 #include <cstdlib>
+#include <mutex>
 #include <thread>
+#include <utility>
 
 namespace orv2d {
 namespace {
 
+struct Registry {
+  std::mutex mutex;
+  std::function<void()> action;
+};
+
+/// A signal ends the process, not one run in it. Never destroyed: it may come at any time.
+Registry& registry() {
+  static Registry& only = *new Registry;
+  return only;
+}
+
 [[noreturn]] void endProgram(int signal) {
   constexpr int kSignalExit = 128;  // as shells have it
+  const std::lock_guard<std::mutex> actionLock(registry().mutex);
+  if (registry().action) {
+    registry().action();
+  }
   const ScratchLock lock = lockScratchFolders();
   removeScratchFolders(lock);
   clearTerminalLine();
@@ -23,6 +40,16 @@ namespace {
 }
 
 }  // namespace
+
+StopAction::StopAction(std::function<void()> action) {
+  const std::lock_guard<std::mutex> lock(registry().mutex);
+  registry().action = std::move(action);
+}
+
+StopAction::~StopAction() {
+  const std::lock_guard<std::mutex> lock(registry().mutex);
+  registry().action = nullptr;
+}
 
 #ifdef _WIN32
 

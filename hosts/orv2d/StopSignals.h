@@ -4,6 +4,8 @@
 #ifndef ORV2D_STOP_SIGNALS_H
 #define ORV2D_STOP_SIGNALS_H
 
+#include <functional>
+
 namespace orv2d {
 
 /// From here on SIGINT, SIGTERM and SIGHUP end the program, whatever it does: scratch folders are
@@ -13,6 +15,16 @@ namespace orv2d {
 ///
 /// To be called once, before other threads begin: they inherit that these signals are not theirs.
 void endOnStopSignals();
+
+/// While it lives, a signal that ends the program calls `action` first, in another thread. One at a
+/// time.
+class StopAction {
+ public:
+  explicit StopAction(std::function<void()> action);
+  ~StopAction();
+  StopAction(const StopAction&) = delete;
+  StopAction& operator=(const StopAction&) = delete;
+};
 
 }  // namespace orv2d
 

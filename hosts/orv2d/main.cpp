@@ -9,17 +9,22 @@
 #include "ImageIo.h"
 #include "StandardStreams.h"
 #include "StopSignals.h"
+#include "ThreadLimit.h"
 #include "correct/CorrectCommand.h"
 #include "montage/MontageArguments.h"
 #include "montage/MontageCommand.h"
 #include "montage/RegistrationCommands.h"
+
+#ifndef _WIN32
+#include "batch/BatchArguments.h"
+#include "batch/BatchCommand.h"
+#endif
 
 #include <CLI/CLI.hpp>
 #include <opencv2/core.hpp>
 #include <opencv2/core/utils/logger.hpp>
 
 #include <algorithm>
-#include <array>
 #include <csignal>
 #include <functional>
 #include <memory>
@@ -68,26 +73,30 @@ ExitCode run(int argc, char** argv) {
   struct Command {
     CLI::App* app;
     const std::vector<std::string>& images;
+    const int& threads;
     std::function<ExitCode()> run;
   };
-  const std::array<Command, 6> commands = {{{orv2d::addMontageCommand(app, montage),
-                                             montage.images,
-                                             [&] { return orv2d::montageCommand(montage); }},
-                                            {orv2d::addRegisterCommand(app, registration),
-                                             registration.images,
-                                             [&] { return orv2d::registerCommand(registration); }},
-                                            {orv2d::addPlanCommand(app, planning),
-                                             planning.images,
-                                             [&] { return orv2d::planCommand(planning); }},
-                                            {orv2d::addComposeCommand(app, composition),
-                                             composition.images,
-                                             [&] { return orv2d::composeCommand(composition); }},
-                                            {orv2d::addInspectCommand(app, inspection),
-                                             inspection.images,
-                                             [&] { return orv2d::inspectCommand(inspection); }},
-                                            {orv2d::addCorrectCommand(app, correction),
-                                             correction.images,
-                                             [&] { return orv2d::correctCommand(correction); }}}};
+  const auto montageLike = [](CLI::App* command, const orv2d::MontageSettings& settings, auto run) {
+    return Command{
+        command, settings.images, settings.threads, [&settings, run] { return run(settings); }};
+  };
+  const int allCores = 0;
+  std::vector<Command> commands = {
+      montageLike(orv2d::addMontageCommand(app, montage), montage, orv2d::montageCommand),
+      montageLike(
+          orv2d::addRegisterCommand(app, registration), registration, orv2d::registerCommand),
+      montageLike(orv2d::addPlanCommand(app, planning), planning, orv2d::planCommand),
+      montageLike(orv2d::addComposeCommand(app, composition), composition, orv2d::composeCommand),
+      montageLike(orv2d::addInspectCommand(app, inspection), inspection, orv2d::inspectCommand),
+      {orv2d::addCorrectCommand(app, correction), correction.images, allCores, [&] {
+         return orv2d::correctCommand(correction);
+       }}};
+#ifndef _WIN32
+  orv2d::BatchSettings batch;
+  commands.push_back({orv2d::addBatchCommand(app, batch), batch.montage.images, allCores, [&] {
+                        return orv2d::batchCommand(batch);
+                      }});
+#endif
   app.footer(exitCodeHelp());
   for (const Command& command : commands) {
     command.app->footer(exitCodeHelp());
@@ -103,12 +112,13 @@ ExitCode run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     throw orv2d::HostError(ExitCode::Usage, orv2d::usageSentence(app, words, error));
   }
-  const auto* chosen = std::find_if(commands.begin(), commands.end(), [](const Command& command) {
+  const auto chosen = std::find_if(commands.begin(), commands.end(), [](const Command& command) {
     return command.app->parsed();
   });
   orv2d::requireNoEmptyValues(*chosen->app);
   // A missing file or a folder is named before anything else is said of the images.
   std::for_each(chosen->images.begin(), chosen->images.end(), orv2d::requireExistingFile);
+  const orv2d::ThreadLimit limit(chosen->threads);
   return chosen->run();
 }
 

@@ -109,6 +109,18 @@ MONTAGE_API PairMatches match(const Features& first,
                               const Features& second,
                               const MatchOptions& options = {});
 
+/// match() of many pairs of a set, with every image laid out for the search once and not once a pair.
+///
+/// @param[in] features  one per image; only those that are in a pair are looked at.
+/// @param[in] pairs  numbers of two different images each.
+/// @return one per pair, in the same order, with `first` and `second` as in the pair.
+/// @throw std::invalid_argument as match(), and for a number that is none of an image; Cancelled.
+/// @note Re-entrant; uses all cores.
+MONTAGE_API std::vector<PairMatches> matchPairs(const std::vector<Features>& features,
+                                                const std::vector<std::pair<int, int>>& pairs,
+                                                const MatchOptions& options = {},
+                                                const Progress& progress = {});
+
 /// Writes the value to a file of this library's own format; a failed save leaves no file.
 /// @throw FileError
 MONTAGE_API void save(const Features& features, const std::filesystem::path& file);

@@ -11,7 +11,8 @@ import distributed
 
 from . import _core
 from ._multiscale import MultiscaleImage
-from ._types import Box, Path
+from ._picture_cache import PictureCache
+from ._types import Box, Image, Path
 from .errors import FileError
 
 
@@ -36,15 +37,14 @@ class LargeScene:
             self._threads[host] = self._threads.get(host, 0) + worker["nthreads"]
 
     def register(self, options: _core.RegisterOptions, pairs_per_task: int) -> _core.Registration:
-        described = self._describe(options.features)
-        slim = self._each(_slim, described)
+        described, slim = self._describe(options.features)
         pairs = self._submit(_select, slim, options.pairing, self._threads).result()
         matched = []
         for begin in range(0, len(pairs), pairs_per_task):
             batch = pairs[begin : begin + pairs_per_task]
             images = sorted({image for pair in batch for image in pair})
-            needed = {image: described[image] for image in images}
-            matched.append(self._submit(_match, batch, needed, options.matching))
+            needed = [described[image] for image in images]
+            matched.append(self._submit(_match, batch, images, needed, options.matching))
         self._registration = self._submit(
             _adjust, slim, matched, [str(path) for path in self._paths], options, self._threads
         )
@@ -78,15 +78,22 @@ class LargeScene:
             written = reduced
         self._client.gather(everything)
 
-    def _describe(self, options: _core.FeatureOptions) -> List[distributed.Future]:
-        """All images at the scale of the largest; the smaller ones are described again."""
+    def _describe(
+        self, options: _core.FeatureOptions
+    ) -> Tuple[List[distributed.Future], List[distributed.Future]]:
+        """All images at the scale of the largest, and without their pictures.
+
+        The smaller ones are described again.
+        """
         described = self._each(_describe, self._paths, options, None)
-        facts: List[_Facts] = self._client.gather(self._each(_facts, described))
+        slim = self._each(_slim, described)
+        facts: List[_Facts] = self._submit(_facts, slim).result()
         scale = _core.feature_scale([each.shape for each in facts], options)
         for index, each in enumerate(facts):
             if each.is_readable and each.scale != scale:
                 described[index] = self._submit(_describe, self._paths[index], options, scale)
-        return described
+                slim[index] = self._submit(_slim, described[index])
+        return described, slim
 
     def _submit(self, function: Callable[..., Any], *arguments: Any) -> distributed.Future:
         return self._client.submit(function, *arguments, retries=self._retries, pure=False)
@@ -94,7 +101,11 @@ class LargeScene:
     def _each(
         self, function: Callable[..., Any], items: Sequence[Any], *arguments: Any
     ) -> List[distributed.Future]:
-        return [self._submit(function, item, *arguments) for item in items]
+        repeated = [[each] * len(items) for each in arguments]
+        futures: List[distributed.Future] = self._client.map(
+            function, items, *repeated, retries=self._retries, pure=False
+        )
+        return futures
 
 
 def _blocks(shape: Tuple[int, int], side: int) -> List[Tuple[int, int, Box]]:
@@ -126,13 +137,15 @@ def _describe(
 ) -> _Described:
     use_threads()
     try:
-        return _Described(_core.describe(path, options, scale=scale), "")
+        return _Described(_core.describe(_pictures.read(path), options, scale=scale), "")
     except FileError as error:
         return _Described(_core.Features(), str(error))
 
 
-def _facts(described: _Described) -> _Facts:
-    return _Facts(described.features.shape, described.features.scale, not described.failure)
+def _facts(described: List[_Described]) -> List[_Facts]:
+    return [
+        _Facts(each.features.shape, each.features.scale, not each.failure) for each in described
+    ]
 
 
 def _slim(described: _Described) -> _Described:
@@ -147,14 +160,18 @@ def _select(
 
 
 def _match(
-    pairs: List[Tuple[int, int]], described: Dict[int, _Described], options: _core.MatchOptions
+    pairs: List[Tuple[int, int]],
+    images: List[int],
+    described: List[_Described],
+    options: _core.MatchOptions,
 ) -> List[_core.PairMatches]:
+    """Pairs of some images, of which only these are at hand."""
     use_threads()
-    matched = []
-    for first, second in pairs:
-        pair = _core.match(described[first].features, described[second].features, options)
+    place = {image: at for at, image in enumerate(images)}
+    placed = [(place[first], place[second]) for first, second in pairs]
+    matched = _core.match_pairs([each.features for each in described], placed, options)
+    for pair, (first, second) in zip(matched, pairs):
         pair.first, pair.second = first, second
-        matched.append(pair)
     return matched
 
 
@@ -186,6 +203,9 @@ def _plan(
     return _core.plan(registration, paths, options)
 
 
+#: Each file is looked at when it is described, and for every block that shows it.
+_pictures = PictureCache(most_bytes=256_000_000)
+
 #: Of each thread: the composer of the run that it last worked for.
 _composers = threading.local()
 
@@ -204,7 +224,18 @@ def _compose(
             plan, memory_bytes=memory_bytes, channels=1 if plan.channels == 1 else 3
         )
         _composers.run = run
-    image.write(0, window, _composers.composer.compose(paths, window))
+    image.write(0, window, _composers.composer.compose(_shown(plan, paths, window), window))
+
+
+def _shown(plan: _core.MontagePlan, paths: Sequence[Path], window: Box) -> List[Image]:
+    """The pictures that a window shows, and the names of the others."""
+    images: List[Image] = list(paths)
+    left, top = window[0] + plan.origin[0], window[1] + plan.origin[1]
+    for each in plan.images:
+        x, y, width, height = each.footprint
+        if x < left + window[2] and left < x + width and y < top + window[3] and top < y + height:
+            images[each.index] = _pictures.read(paths[each.index])
+    return images
 
 
 def _reduce(

@@ -473,6 +473,13 @@ def describe(
 ) -> Features: ...
 def feature_scale(shapes: Sequence[Shape], options: FeatureOptions = ...) -> float: ...
 def match(first: Features, second: Features, options: MatchOptions = ...) -> PairMatches: ...
+def match_pairs(
+    features: Sequence[Features],
+    pairs: Sequence[Tuple[int, int]],
+    options: MatchOptions = ...,
+    *,
+    progress: Progress = None,
+) -> List[PairMatches]: ...
 def select_pairs(
     features: Sequence[Features],
     options: PairingOptions = ...,

@@ -16,15 +16,15 @@ features, matches, cameras and plans, never pixels.
 from __future__ import annotations
 
 import dataclasses
-import json
 import os
 import time
-from typing import Iterable, Iterator, List, Optional, Sequence, Tuple, Union
+from typing import Iterable, Iterator, Optional, Sequence, Tuple, Union
 
 import distributed
 
 from . import _core
 from ._cluster import LargeScene, use_threads
+from ._manifest import Scene, read_manifest
 from ._multiscale import MultiscaleImage, export_tiff
 from ._types import Path
 from .errors import ArgumentError, Error, NoMontageError
@@ -33,45 +33,16 @@ __all__ = ["Scene", "SceneSummary", "export_tiff", "map_scenes", "montage_to_zar
 
 
 @dataclasses.dataclass(frozen=True)
-class Scene:
-    """Images that become one montage in a TIFF file."""
-
-    name: str
-    images: Sequence[str]
-    output: str
-    register_options: Optional[_core.RegisterOptions] = None
-    plan_options: Optional[_core.PlanOptions] = None
-    tiff: Optional[_core.TiffOptions] = None
-
-
-@dataclasses.dataclass(frozen=True)
 class SceneSummary:
     """What became of a scene."""
 
     name: str
-    output: Optional[str]  #: the path that was written; None: nothing was
+    output: Optional[str]  #: the path that was written, that of slab 0; None: nothing was
     reason: str  #: one sentence
     used: int = 0  #: images in the montage
     shape: Tuple[int, int] = (0, 0)  #: (height, width) of the montage
     seconds: float = 0.0
-
-
-def read_manifest(path: Path) -> List[Scene]:
-    """The scenes of a file of JSON lines: objects with name, images (a list of paths) and output.
-
-    Paths are relative to the manifest's folder.
-    """
-    folder = os.path.dirname(os.path.abspath(path))
-    with open(path, encoding="utf-8") as lines:
-        values = [json.loads(line) for line in lines if line.strip()]
-    return [
-        Scene(
-            value["name"],
-            [os.path.join(folder, image) for image in value["images"]],
-            os.path.join(folder, value["output"]),
-        )
-        for value in values
-    ]
+    outputs: Tuple[str, ...] = ()  #: the paths of all slabs
 
 
 def map_scenes(
@@ -83,6 +54,7 @@ def map_scenes(
 ) -> Iterator[SceneSummary]:
     """Makes the montage of every scene, each as one task; yields summaries as they end.
 
+    manifest: a file as orv2d batch reads it, see read_manifest(); or scenes.
     A scene that makes no montage does not end the others. A task whose worker is lost runs again, at
     most `retries` times. Each worker uses as many threads as it has been given. memory_bytes: for
     composing, per task; 0: 60 % of what is free.
@@ -145,18 +117,22 @@ def _make_scene(scene: Scene, memory_bytes: int) -> SceneSummary:
     if plan is None:
         return SceneSummary(scene.name, None, reason, seconds=seconds)
     used = len(plan.images)
-    return SceneSummary(scene.name, scene.output, reason, used, plan.shape, seconds)
+    outputs = tuple(scene.outputs)
+    return SceneSummary(scene.name, outputs[0], reason, used, plan.shape, seconds, outputs)
 
 
 def _compose_scene(scene: Scene, memory_bytes: int) -> Tuple[Optional[_core.MontagePlan], str]:
     """The plan of a montage that has been written, or None, and why."""
     register_options = scene.register_options or _core.RegisterOptions()
-    registration = _core.register(scene.images, register_options)
+    count = len(scene.images) // scene.slabs
+    slabs = [scene.images[slab * count : (slab + 1) * count] for slab in range(scene.slabs)]
+    registration = _core.register(slabs[0], register_options)
     if registration.status != "ok":
         return None, registration.sentence
-    plan = _core.plan(registration, scene.images, scene.plan_options or _core.PlanOptions())
+    plan = _core.plan(registration, slabs[0], scene.plan_options or _core.PlanOptions())
     if plan.status != "ok":
         return None, plan.reason
     tiff = scene.tiff or _core.TiffOptions()
-    _core.compose(plan, scene.images, out=scene.output, memory_bytes=memory_bytes, tiff=tiff)
+    for images, output in zip(slabs, scene.outputs):
+        _core.compose(plan, images, out=output, memory_bytes=memory_bytes, tiff=tiff)
     return plan, plan.reason

@@ -218,6 +218,25 @@ void bindFeatures(py::module_& module) {
       "Compares two images. Set first and second of the result before adjust().\n\n"
       "Raises ArgumentError for features of different kinds.");
   module.def(
+      "match_pairs",
+      [](const std::vector<Features>& features,
+         const std::vector<std::pair<int, int>>& pairs,
+         const MatchOptions& options,
+         const py::object& progress) {
+        return watched(progress, [&](const montage::Progress& watch) {
+          return montage::matchPairs(features, pairs, options, watch);
+        });
+      },
+      py::arg("features"),
+      py::arg("pairs"),
+      py::arg("options") = MatchOptions(),
+      py::kw_only(),
+      py::arg("progress") = py::none(),
+      "match() of many pairs of a set, with less work per image than one by one.\n\n"
+      "features: one per image. pairs: (first, second) numbers of images. Gives one PairMatches "
+      "per\n"
+      "pair, with their first and second set. Raises ArgumentError, Cancelled.");
+  module.def(
       "select_pairs",
       [](const std::vector<Features>& features,
          const PairingOptions& options,

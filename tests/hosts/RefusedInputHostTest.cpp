@@ -32,7 +32,8 @@ class RefusedInput : public HostTest {
 };
 
 TEST_F(RefusedInput, CommandLine) {
-  expectRefused("", kUsage, "no command; orv2d montage, register, compose, inspect or correct");
+  expectRefused(
+      "", kUsage, "no command; orv2d montage, batch, register, compose, inspect or correct");
   expectRefused("a.png b.png -o out.png", kUsage, "no command before 'a.png'");
   expectRefused("join a.png b.png", kUsage, "'join' is no command; orv2d montage");
   expectRefused(

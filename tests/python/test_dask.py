@@ -1,9 +1,13 @@
 # SPDX-License-Identifier: MIT
 """Clusters make what one process makes, also when they lose workers."""
 
+import csv
+import dataclasses
 import json
 import os
 import pathlib
+import shlex
+import shutil
 import signal
 import threading
 import time
@@ -16,7 +20,7 @@ import montage_native as mn
 distributed = pytest.importorskip("distributed")
 zarr = pytest.importorskip("zarr")
 
-from montage_native.dask import Scene, export_tiff, map_scenes, montage_to_zarr  # noqa: E402
+from montage_native.dask import export_tiff, map_scenes, montage_to_zarr, read_manifest  # noqa: E402
 
 
 @pytest.fixture(scope="module")
@@ -96,17 +100,45 @@ def test_a_lost_worker_changes_no_byte(client, cluster, views, tmp_path, stage):
     assert calm == lossy
 
 
-def test_scenes(client, photographs, tmp_path):
+def test_scenes(client, photographs, tmp_path, program):
     blank = tmp_path / "blank.tif"
     mn.write_tiff(blank, np.zeros((300, 300), np.uint8))
-    scenes = [Scene("good", photographs, str(tmp_path / "good.tif")),
-              Scene("blank", [str(blank)] * 2, str(tmp_path / "blank-out.tif")),
-              Scene("missing", ["/nowhere.png", *photographs[:2]], str(tmp_path / "two.tif"))]
+    for each in photographs:
+        shutil.copy(each, tmp_path)
+    two = ["view_0000.png", "view_0001.png"]
+    scenes = [{"name": "good", "images": "view_*.png", "output": "out/{scene}.tif",
+               "options": "--crop inner --pairs sequential:5 --seams none --no-blend --pyramid"},
+              {"name": "slabs", "images": two + two[::-1], "slabs": 2, "output": "out/slab{slab}.tif",
+               "options": ["--registration-mp", "0.1", "--background=white", "--straighten=none"]},
+              {"name": "blank", "images": ["blank.tif"] * 2, "output": "out/blank.tif"},
+              {"name": "missing", "images": ["nowhere.png", *two], "output": "out/two.tif"}]
     manifest = tmp_path / "scenes.jsonl"
-    manifest.write_text("".join(
-        json.dumps({"name": s.name, "images": list(s.images), "output": s.output}) + "\n" for s in scenes))
+    manifest.write_text("".join(json.dumps(each) + "\n" for each in scenes))
+    (tmp_path / "out").mkdir()
     found = {each.name: each for each in map_scenes(client, manifest)}
     assert found["good"].used == 6 and found["missing"].used == 2
     assert found["blank"].output is None and found["blank"].reason
-    assert not (tmp_path / "blank-out.tif").exists()
-    assert np.array_equal(mn.read_image(tmp_path / "good.tif"), mn.montage(photographs))
+    made = {each.name: mn.read_image(each) for each in (tmp_path / "out").iterdir()}
+    assert set(made) == {"good.tif", "slab0.tif", "slab1.tif", "two.tif"}
+
+    table = tmp_path / "scenes.csv"  # the same scenes for the program
+    with open(table, "w", newline="") as file:
+        rows = csv.writer(file)
+        rows.writerow(["output", "slabs", "name", "options", "images"])
+        rows.writerow(["{scene}.tif", "", "good", scenes[0]["options"], "view_*.png"])
+        rows.writerow(["slab%d.tif", 2, "slabs", shlex.join(scenes[1]["options"]),
+                       ";".join(scenes[1]["images"])])
+    program("orv2d", "batch", table)
+    assert [dataclasses.replace(each, output="") for each in read_manifest(table)] == [
+        dataclasses.replace(each, output="") for each in read_manifest(manifest)[:2]]
+    for name in ("good.tif", "slab0.tif", "slab1.tif"):
+        assert np.array_equal(mn.read_image(tmp_path / name), made[name])
+
+    for line, said in [('{"name": "a", "image": "x", "output": "a.tif"}', "'image' is unknown"),
+                       ('{"name": "a", "images": "x", "output": "../a.tif"}', "leads out of"),
+                       ('{"name": "a", "images": "x", "output": "a.tif", "options": "--grey"}', "--grey"),
+                       ('{"name": "good", "images": "x", "output": "a.tif"}', "name good is that of"),
+                       ('{"name"', "not JSON")]:
+        manifest.write_text(json.dumps(scenes[0]) + "\n\n" + line)
+        with pytest.raises(mn.ArgumentError, match="line 3: .*" + said):
+            read_manifest(manifest)

@@ -2,9 +2,13 @@
 """The examples run and say what they have found."""
 
 import pathlib
+import re
+import shutil
 import subprocess
 import sys
 
+import nbclient
+import nbformat
 import pytest
 
 EXAMPLES = pathlib.Path(__file__).parents[2] / "python" / "examples"
@@ -27,3 +31,17 @@ def test_examples(name, before, said, written, photographs, tmp_path):
     assert said in done.stdout
     assert (tmp_path / written).stat().st_size > 1000
     assert len(source.read_text().splitlines()) <= 40
+
+
+def test_notebook(photographs, tmp_path):
+    notebook = nbformat.read(EXAMPLES / "photographs_to_montage.ipynb", as_version=4)
+    assert not any(cell.get("outputs") for cell in notebook.cells)
+    (tmp_path / "photographs").mkdir()
+    for each in photographs:
+        shutil.copy(each, tmp_path / "photographs")
+    nbclient.NotebookClient(notebook, timeout=300, resources={"metadata": {"path": tmp_path}}).execute()
+    outputs = [each for cell in notebook.cells for each in cell.get("outputs", [])]
+    assert sum("image/png" in each.get("data", {}) for each in outputs) == 3
+    assert "<table" in outputs[0].data["text/html"]
+    matches, median = re.search(r"(\d+) matches, half of them within (\S+) pixels", outputs[-1].text).groups()
+    assert int(matches) > 200 and float(median) < 0.2

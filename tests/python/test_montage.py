@@ -76,7 +76,7 @@ def test_layouts_of_arrays(photographs):
     assert mn.hash_of(grey) == mn.hash_of(grey[..., None]) == mn.hash_of(np.ascontiguousarray(grey))
 
 
-def test_steps_agree_with_register(photographs, registration):
+def test_steps_agree_with_register(photographs, registration, program, tmp_path):
     scale = mn.feature_scale([mn.read_image(each).shape[:2] for each in photographs])
     features = [mn.describe(each, scale=scale) for each in photographs]
     pairs = []
@@ -84,6 +84,15 @@ def test_steps_agree_with_register(photographs, registration):
         pair = mn.match(features[first], features[second])
         pair.first, pair.second = first, second
         pairs.append(pickle.loads(pickle.dumps(pair)))
+    numbers = [(pair.first, pair.second) for pair in pairs]
+    together = mn.match_pairs(features, numbers[::-1])[::-1]
+    assert [each.to_bytes() for each in together] == [each.to_bytes() for each in pairs]
+    with pytest.raises(mn.ArgumentError):
+        mn.match_pairs(features, [(0, len(features))])
+    program("orv2d", "register", *photographs, "--pairs", "grid:2x3", "-o", tmp_path / "grid.json", "--quiet")
+    grid = mn.select_pairs(features, mn.PairingOptions(kind="grid", rows=2, columns=3))
+    found = mn.Registration.load(tmp_path / "grid.json").pairs
+    assert [(pair.first, pair.second) for pair in found] == grid != numbers
     adjusted = mn.adjust([each.slim() for each in features], pairs)
     for image, name in zip(adjusted.images, photographs):
         image.name = name
@@ -123,12 +132,14 @@ def test_pictures_are_written_in_blocks(tmp_path):
 
 @pytest.mark.parametrize("mode, parameters", [
     ("square", {}),
+    ("range", {"min_angle_deg": -70, "max_angle_deg": 70}),
+    ("rect", {"output_size": 500}),
     ("fov", {"cone_angle_deg": 30}),
     ("pinhole", {"focal_x": 500, "focal_y": 500, "k1": -0.1}),
     ("view", {"fov_x_deg": 60, "fov_y_deg": 40, "radial": 0.2}),
 ])
 def test_corrections_are_those_of_orv2d(mode, parameters, photographs, program, tmp_path):
-    if mode in ("square", "fov"):
+    if mode in ("square", "range", "fov", "rect"):
         parameters = {"half_field_angle": 1.2, **parameters}
     image = mn.read_image(photographs[0])
     y, x = np.ogrid[-1 : 1 : image.shape[0] * 1j, -1 : 1 : image.shape[1] * 1j]

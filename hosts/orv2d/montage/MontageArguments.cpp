@@ -11,6 +11,7 @@ namespace orv2d {
 namespace {
 
 constexpr int kMaxSlabs = 10000;
+constexpr int kMaxThreads = 10000;
 
 CLI::Option* addFile(CLI::App& command,
                      const std::string& name,
@@ -31,13 +32,15 @@ CLI::Option* addImages(CLI::App& command, MontageSettings& settings, const std::
   return command.add_option("IMAGE", settings.images, help)->type_name("FILE");
 }
 
-void addMontageFiles(CLI::App& command, MontageSettings& settings) {
-  addFile(command,
-          "-o,--output",
-          settings.output,
-          "Montage to write (.png, .tif or .jpg). With several slabs {slab}, %d or %03d in "
-          "the name stands for the slab's number from 0; else _slabN is appended")
-      ->required();
+CLI::Option* addOutput(CLI::App& command, MontageSettings& settings) {
+  return addFile(command,
+                 "-o,--output",
+                 settings.output,
+                 "Montage to write (.png, .tif or .jpg). With several slabs {slab}, %d or %03d in "
+                 "the name stands for the slab's number from 0; else _slabN is appended");
+}
+
+void addReports(CLI::App& command, MontageSettings& settings) {
   addFile(command, "--report", settings.report, "Also write a report of the run, JSON");
   addFile(command,
           "--overlay",
@@ -76,6 +79,12 @@ CLI::Option* addPairs(CLI::App& command, MontageSettings& settings) {
 
 void addGrey(CLI::App& command, MontageSettings& settings) {
   command.add_flag("--grey", settings.grey, "Turn all images to grey first");
+}
+
+void addThreads(CLI::App& command, MontageSettings& settings) {
+  command.add_option("--threads", settings.threads, "Threads to work with [as many as cores]")
+      ->check(CLI::Range(1, kMaxThreads))
+      ->type_name("N");
 }
 
 void addQuiet(CLI::App& command, MontageSettings& settings) {
@@ -185,7 +194,7 @@ void addTiff(CLI::App& command, MontageSettings& settings) {
   command.add_flag("--bigtiff", settings.bigTiff, "A tiled TIFF with 64-bit offsets at any size");
 }
 
-/// What `montage` and `compose` have in common.
+/// What a montage is like, for `montage` and `compose`.
 void addComposing(CLI::App& command, MontageSettings& settings) {
   command
       .add_option("--slabs",
@@ -199,21 +208,22 @@ void addComposing(CLI::App& command, MontageSettings& settings) {
   command.add_option("--quality", settings.quality, "Quality of JPEG, 1 to 100 [95]")
       ->check(CLI::Range(1, 100));
   addTiff(command, settings);
+  addGrey(command, settings);
+}
+
+/// How it is made.
+void addRunning(CLI::App& command, MontageSettings& settings) {
   addMemory(command, settings);
+  addThreads(command, settings);
   command.add_flag(
       "--dry-run", settings.dryRun, "Say size, memory and which images, and write nothing");
-  addGrey(command, settings);
   addQuiet(command, settings);
 }
 
 }  // namespace
 
-CLI::App* addMontageCommand(CLI::App& app, MontageSettings& settings) {
-  CLI::App& command =
-      *app.add_subcommand("montage", "Join overlapping images into one montage per slab");
-  addImages(command, settings, "Overlapping 8-bit images, grey or colour; slab after slab")
-      ->required();
-  addMontageFiles(command, settings);
+void addSceneOptions(CLI::App& command, MontageSettings& settings) {
+  addReports(command, settings);
   CLI::Option* load = addFile(command,
                               "--registration",
                               settings.registration,
@@ -228,6 +238,16 @@ CLI::App* addMontageCommand(CLI::App& app, MontageSettings& settings) {
   addPairs(command, settings)->excludes(load);
   addComposing(command, settings);
   command.add_flag("--try-gpu", settings.tryGpu, "Accepted; all work is done by the processor");
+}
+
+CLI::App* addMontageCommand(CLI::App& app, MontageSettings& settings) {
+  CLI::App& command =
+      *app.add_subcommand("montage", "Join overlapping images into one montage per slab");
+  addImages(command, settings, "Overlapping 8-bit images, grey or colour; slab after slab")
+      ->required();
+  addOutput(command, settings)->required();
+  addSceneOptions(command, settings);
+  addRunning(command, settings);
   return &command;
 }
 
@@ -241,6 +261,7 @@ CLI::App* addRegisterCommand(CLI::App& app, MontageSettings& settings) {
   addPairs(command, settings);
   command.add_flag("--matches", settings.keepMatches, "Save the matches of all pairs too");
   addGrey(command, settings);
+  addThreads(command, settings);
   addQuiet(command, settings);
   return &command;
 }
@@ -253,10 +274,12 @@ CLI::App* addComposeCommand(CLI::App& app, MontageSettings& settings) {
             settings,
             "The images, or others in register with them, as many as were registered; slab after "
             "slab. None: those that FILE names");
-  addMontageFiles(command, settings);
+  addOutput(command, settings)->required();
+  addReports(command, settings);
   addWindow(command, settings);
   command.option_defaults()->always_capture_default();
   addComposing(command, settings);
+  addRunning(command, settings);
   notePlanChoices(command, settings);
   return &command;
 }
@@ -275,6 +298,7 @@ CLI::App* addPlanCommand(CLI::App& app, MontageSettings& settings) {
   addSeamsAndBlending(command, settings);
   addFraming(command, settings);
   addGrey(command, settings);
+  addThreads(command, settings);
   addQuiet(command, settings);
   return &command;
 }

@@ -17,6 +17,10 @@ CLI::App* addPlanCommand(CLI::App& app, MontageSettings& settings);
 CLI::App* addComposeCommand(CLI::App& app, MontageSettings& settings);
 CLI::App* addInspectCommand(CLI::App& app, MontageSettings& settings);
 
+/// Adds what `orv2d montage` can be told about one scene: all of its options but the output and how
+/// much memory, how many threads and how many words the run takes.
+void addSceneOptions(CLI::App& command, MontageSettings& settings);
+
 }  // namespace orv2d
 
 #endif  // ORV2D_MONTAGE_ARGUMENTS_H

@@ -42,6 +42,7 @@ struct MontageSettings {
   std::optional<cv::Rect> window;          ///< of the montage; none: all of it
   std::vector<std::string> planChoices;    ///< options given that only matter to a plan
   bool planImages = false;                 ///< the images are those that the plan names
+  int threads = 0;                         ///< 0: as many as cores
   bool tryGpu = false;
   bool grey = false;
   bool keepMatches = false;
