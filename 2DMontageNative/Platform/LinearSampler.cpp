@@ -175,7 +175,8 @@ void sampleBlock(
 void sampleColours(
     const cv::Mat& source, const float* x, const float* y, int count, std::uint8_t* out) {
   constexpr int kBlock = kPositionsPerBlock;
-  for (; count >= kBlock; count -= kBlock, x += kBlock, y += kBlock, out += kBlock * kColours) {
+  constexpr std::ptrdiff_t kBlockBytes = std::ptrdiff_t{kBlock} * kColours;
+  for (; count >= kBlock; count -= kBlock, x += kBlock, y += kBlock, out += kBlockBytes) {
     sampleBlock(source, x, y, kBlock, out);
   }
   if (count > 0) {

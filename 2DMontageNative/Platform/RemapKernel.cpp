@@ -165,7 +165,7 @@ HWY_INLINE void storeColour(D d,
                             const float* rowWeights,
                             const float* weights,
                             float* values) {
-  const auto rows = [&](int pixel)
+  const auto rows = [&](std::ptrdiff_t pixel)
                         HWY_ATTR { return weightedRows(d, pixels + 3 * pixel, step, rowWeights); };
   if constexpr (hn::MaxLanes(D()) == 8) {
     // Two neighbouring pixels to a vector: B G R of the first, then of the second.

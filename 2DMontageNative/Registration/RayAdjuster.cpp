@@ -295,7 +295,7 @@ void RayAdjuster::differentiateEdge(Edge& edge, const std::vector<RaySteps>& ste
                       ofFirst,
                       2 * kDerivativeStep,
                       edge.derivatives.ptr<double>() + column,
-                      2 * kParametersPerCamera);
+                      std::size_t{2} * kParametersPerCamera);
   }
 }
 
