@@ -70,8 +70,9 @@ TEST_P(FailingMemory, ReachesTheCallerAndLeavesNothing) {
   operation.run();
   const long allocations = memory.count();
   long held = memory.held();
-  constexpr long kSamples = 25;
-  const long step = std::max(1L, allocations / (isThorough() ? 80 * kSamples : kSamples));
+  constexpr long kMany = 10000;
+  const long samples = isThorough() ? 2000 : allocations < kMany ? 200 : 25;
+  const long step = std::max(1L, allocations / samples);
   long failures = 0;
   for (long n = 1; n <= allocations; n += step) {
     memory.failAt(n);
