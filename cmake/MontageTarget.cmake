@@ -32,9 +32,13 @@ function(montage_configure target)
   target_compile_options(${target} PRIVATE
     -ffp-contract=off -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast
     $<$<BOOL:${MONTAGE_WERROR}>:-Werror>)
+  if(MONTAGE_PLAIN_THREADS)
+    target_compile_definitions(${target} PRIVATE MONTAGE_PLAIN_THREADS)
+  endif()
   if(MONTAGE_SANITIZE)
     target_compile_options(${target} PRIVATE
-      -fsanitize=${MONTAGE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+      -fsanitize=${MONTAGE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1
+      $<$<BOOL:${MONTAGE_FUZZ}>:-fsanitize=fuzzer-no-link>)
     target_link_options(${target} PRIVATE -fsanitize=${MONTAGE_SANITIZE})
   elseif(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     montage_harden(${target})

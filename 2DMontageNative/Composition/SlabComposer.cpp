@@ -62,7 +62,11 @@ cv::Mat SlabComposer::compose(const std::vector<cv::Mat>& images) {
 
 /// Whether the gains are factors per block that can be applied to any part of an image.
 bool SlabComposer::gainsAreKnown() const {
-  return !seams_ || typeid(*seams_->compensator) == typeid(cv::detail::BlocksGainCompensator);
+  if (!seams_) {
+    return true;
+  }
+  const cv::detail::ExposureCompensator& compensator = *seams_->compensator;
+  return typeid(compensator) == typeid(cv::detail::BlocksGainCompensator);
 }
 
 cv::Mat SlabComposer::composeOnPlane(const std::vector<cv::Mat>& images) {

@@ -193,7 +193,8 @@ class BandwiseSmoothing {
 }  // namespace
 
 bool gaussianSmooth(const PixelRows& image, const float* sigma, const int* kernelSize) {
-  if (image.rows < 1 || image.cols < 1) {
+  const bool hasKernels = kernelSize[0] > -2 && kernelSize[1] > -2;  // from -1 to 1: one tap
+  if (image.rows < 1 || image.cols < 1 || !hasKernels) {
     return false;
   }
   BandwiseSmoothing smoothing(

@@ -10,6 +10,7 @@ constexpr int kVersion = 1;
 constexpr const char* kFeatures = "features";
 constexpr const char* kPair = "pair";
 constexpr int kKeypointFields = 7;
+constexpr double kLargestField = 1 << 30;
 
 /// One row per keypoint: x, y, size, angle, response, octave, class.
 cv::Mat matrixOf(const std::vector<cv::KeyPoint>& keypoints) {
@@ -31,6 +32,9 @@ cv::Mat matrixOf(const std::vector<cv::KeyPoint>& keypoints) {
 std::vector<cv::KeyPoint> keypointsOf(const cv::Mat& matrix) {
   if (matrix.rows > 0 && (matrix.cols != kKeypointFields || matrix.type() != CV_32F)) {
     throw std::invalid_argument("keypoints of another shape");
+  }
+  if (!cv::checkRange(matrix, true, nullptr, -kLargestField, kLargestField)) {
+    throw std::invalid_argument("a keypoint that is none");
   }
   std::vector<cv::KeyPoint> keypoints;
   for (int row = 0; row < matrix.rows; ++row) {

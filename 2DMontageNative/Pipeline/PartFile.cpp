@@ -24,10 +24,14 @@ fs::path temporaryNameFor(const fs::path& file) {
 
 }  // namespace
 
-PartFile::PartFile(fs::path file)
-    : file_(std::move(file)),
-      temporary_(temporaryNameFor(file_)),
-      stream_(temporary_, std::ios::binary) {
+PartFile::PartFile(fs::path file) : file_(std::move(file)), temporary_(temporaryNameFor(file_)) {
+  try {
+    stream_.open(temporary_, std::ios::binary);
+  } catch (...) {  // the file is there before the memory that a stream takes
+    std::error_code ignored;
+    fs::remove(temporary_, ignored);
+    throw;
+  }
   if (!stream_) {
     throw FileError(file_, "it cannot be opened for writing");
   }

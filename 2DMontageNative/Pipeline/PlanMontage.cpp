@@ -42,6 +42,11 @@ constexpr double kWidestCorner = 87.0 / kDegreesPerRadian;
 constexpr double kMostSeamPixels = 200e6;
 constexpr double kPixelsPerMegapixel = 1e6;
 
+/// Pixels of the plane per pixel of the images. A view that reaches 87 degrees off the plane's axis
+/// has about 550; cameras that were estimated wrongly, any number.
+constexpr double kMostStretch = 600.0;
+constexpr double kFewPixels = 4e6;
+
 std::size_t at(int index) {
   return static_cast<std::size_t>(index);
 }
@@ -52,6 +57,17 @@ std::string sizeText(cv::Size size) {
 
 double areaOf(cv::Size size) {
   return static_cast<double>(size.width) * size.height;
+}
+
+/// Refuses a plane of which a few pixels of images would take all memory there is.
+void requireModestStretch(double planePixels, double imagePixels) {
+  if (planePixels > kFewPixels && planePixels > kMostStretch * imagePixels) {
+    CV_Error_(cv::Error::StsOutOfRange,
+              ("the montage plane stretches the images to %.0f times their pixels; more than %.0f "
+               "show nothing",
+               planePixels / imagePixels,
+               kMostStretch));
+  }
 }
 
 /// One image on its way into the plan.
@@ -241,6 +257,7 @@ class Planner {
     for (const cv::Rect& footprint : footprints) {
       pixels += areaOf(footprint.size());
     }
+    requireModestStretch(pixels, imagePixels(scaler_.seamScale));
     if (options_.seams != Seams::none && pixels > kMostSeamPixels) {
       if (!options_.masksInsideImages) {
         CV_Error_(cv::Error::StsOutOfRange,
@@ -261,6 +278,14 @@ class Planner {
     }
     plan_.seamScale = scaler_.seamScale;
     plan_.channels = candidates_.front().channels;
+  }
+
+  [[nodiscard]] double imagePixels(double scale) const {
+    double pixels = 0.0;
+    for (const Candidate& candidate : candidates_) {
+      pixels += areaOf(candidate.size) * scale * scale;
+    }
+    return pixels;
   }
 
   /// Wide views are stretched so much that less resolution shows as much of them.
@@ -338,6 +363,12 @@ class Planner {
     plan_.planeScale = warp.warper->getScale();
     plan_.composeScale = scaler_.composeScale;
     plan_.canvas = cv::detail::resultRoi(corners, scaler_.sizes);
+    double pixels = 0.0;
+    for (const cv::Size& size : scaler_.sizes) {
+      pixels += areaOf(size);
+    }
+    requireModestStretch(std::max(pixels, areaOf(plan_.canvas.size())),
+                         imagePixels(scaler_.composeScale));
     plan_.origin = plan_.canvas.tl();
     plan_.size = plan_.canvas.size();
     plan_.bands = bandsFor();

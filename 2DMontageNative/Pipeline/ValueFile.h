@@ -16,14 +16,57 @@
 #include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
 
+#include <cstdint>
 #include <filesystem>
+#include <limits>
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
+#include <vector>
 
 namespace montage {
 
-/// Keeps the keys in the order in which they are written.
-using Json = nlohmann::ordered_json;
+/// How values become JSON and come back; whole numbers have one of their own.
+template <class Value, class = void>
+struct FieldSerializer : nlohmann::adl_serializer<Value> {};
+
+/// Keeps the keys in the order in which they are written. A whole number is read from a whole number
+/// that its type can hold; anything else in its place is a `std::invalid_argument`.
+using Json = nlohmann::basic_json<nlohmann::ordered_map,
+                                  std::vector,
+                                  std::string,
+                                  bool,
+                                  std::int64_t,
+                                  std::uint64_t,
+                                  double,
+                                  std::allocator,
+                                  FieldSerializer>;
+
+template <class Value>
+struct FieldSerializer<Value,
+                       std::enable_if_t<std::is_integral_v<Value> && !std::is_same_v<Value, bool>>>
+    : nlohmann::adl_serializer<Value> {
+  static void from_json(const Json& json, Value& value) {
+    using Limits = std::numeric_limits<Value>;
+    bool fits = false;
+    if (json.is_number_unsigned()) {
+      const auto found = json.get_ref<const std::uint64_t&>();
+      fits = found <= static_cast<std::uint64_t>(Limits::max());
+      value = static_cast<Value>(found);
+    } else if (json.is_number_integer()) {
+      const auto found = json.get_ref<const std::int64_t&>();
+      fits = found < 0
+                 ? std::is_signed_v<Value> && found >= static_cast<std::int64_t>(Limits::min())
+                 : static_cast<std::uint64_t>(found) <= static_cast<std::uint64_t>(Limits::max());
+      value = static_cast<Value>(found);
+    }
+    if (!fits) {
+      throw std::invalid_argument("a whole number in its range is expected, " +
+                                  (json.is_number() ? json.dump() : json.type_name()) + " found");
+    }
+  }
+};
 
 /// Writes `bytes` under a temporary name beside `file` and renames; a failure leaves no file behind
 /// and an earlier one as it is. @throw FileError

@@ -90,7 +90,7 @@ void parallelInOrder(Successors successors, const Body& body) {
       return;
     }
     try {
-      tbb::this_task_arena::isolate([&] { body(task); });
+      runIsolated([&] { body(task); });
     } catch (...) {
       order.stop();
       throw;

@@ -9,31 +9,21 @@
 #include <tbb/task_arena.h>
 #include <tbb/task_group.h>
 
-#ifdef __SANITIZE_THREAD__
-#include <sanitizer/tsan_interface.h>
+#ifdef MONTAGE_PLAIN_THREADS
+#include "Platform/PlainThreads.h"
 #endif
 
 namespace ORV::Common::Platform {
 
-/// Tells the thread sanitizer what a loop orders; oneTBB, which is not built with it, cannot.
-/// Nothing in other builds.
-class LoopOrder {
- public:
-#ifdef __SANITIZE_THREAD__
-  void arrive() {
-    __tsan_acquire(this);
-  }
-  void leave() {
-    __tsan_release(this);
-  }
-
- private:
-  char address_ = 0;
+/// Runs `body` so that this thread, where it waits in it, picks up no work from outside of it.
+template <class Body>
+void runIsolated(const Body& body) {
+#ifdef MONTAGE_PLAIN_THREADS
+  body();
 #else
-  void arrive() {}
-  void leave() {}
+  tbb::this_task_arena::isolate(body);
 #endif
-};
+}
 
 /// Runs `body(index)` for every index of [first, last) and returns when all have finished.
 ///
@@ -53,19 +43,14 @@ void parallelFor(int first, int last, const Body& body) {
     body(first);
     return;
   }
+#ifdef MONTAGE_PLAIN_THREADS
+  plainParallelFor(first, last, body);
+#else
   // Isolated twice: a cancelled task group of the host must not skip iterations, and a thread that
   // waits here must not pick up the host's tasks, which may hold locks.
   tbb::task_group_context own(tbb::task_group_context::isolated);
-  LoopOrder order;
-  const auto iteration = [&](int index) {
-    order.arrive();
-    body(index);
-    order.leave();
-  };
-  order.leave();
-  tbb::this_task_arena::isolate(
-      [&] { tbb::parallel_for(first, last, iteration, tbb::auto_partitioner(), own); });
-  order.arrive();
+  runIsolated([&] { tbb::parallel_for(first, last, body, tbb::auto_partitioner(), own); });
+#endif
 }
 
 }  // namespace ORV::Common::Platform

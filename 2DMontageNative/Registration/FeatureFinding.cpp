@@ -45,6 +45,9 @@ std::vector<cv::KeyPoint> cornerKeypoints(const cv::Mat& grey) {
                   points.data(),
                   responses.data(),
                   &count) != 0) {
+    if (!image.empty()) {
+      throw std::bad_alloc();  // nothing else stops the detector: no image is left out for that
+    }
     return {};
   }
   std::vector<cv::KeyPoint> keypoints;

@@ -5,78 +5,21 @@
 #include "DistortCorrect/Images.h"
 #include "DistortCorrect/PlaneRendering.h"
 #include "DistortCorrect/SamplingGrid.h"
+#include "support/FaultyMemory.h"
 
 #include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
 
-#include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <cstdlib>
-#include <limits>
 #include <new>
-
-namespace {
-
-/// Allocations by `new` of this many bytes or more fail.
-std::atomic<std::size_t> failFrom{std::numeric_limits<std::size_t>::max()};
-
-}  // namespace
-
-// Under the thread sanitizer an operator of one's own hides which library frees.
-#ifndef __SANITIZE_THREAD__
-void* operator new(std::size_t bytes) {
-  void* const memory = bytes < failFrom ? std::malloc(std::max<std::size_t>(bytes, 1)) : nullptr;
-  if (memory == nullptr) {
-    throw std::bad_alloc();
-  }
-  return memory;
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-#endif
 
 namespace ORV::Common::Algorithms::DistortCorrect {
 namespace {
 
+using TestSupport::FaultyMemory;
+
 constexpr double kQuarterTurn = 1.5707963267948966;
-
-/// Notes the bytes of the largest matrix made while it lives.
-class LargestMatrix : public cv::MatAllocator {
- public:
-  LargestMatrix() { cv::Mat::setDefaultAllocator(this); }
-  ~LargestMatrix() override { cv::Mat::setDefaultAllocator(cv::Mat::getStdAllocator()); }
-
-  cv::UMatData* allocate(int dims,
-                         const int* sizes,
-                         int type,
-                         void* data,
-                         std::size_t* step,
-                         cv::AccessFlag flags,
-                         cv::UMatUsageFlags usage) const override {
-    std::size_t bytes = CV_ELEM_SIZE(type);
-    for (int i = 0; i < dims; ++i) {
-      bytes *= static_cast<std::size_t>(sizes[i]);
-    }
-    for (std::size_t seen = bytes_; seen < bytes && !bytes_.compare_exchange_weak(seen, bytes);) {
-    }
-    return cv::Mat::getStdAllocator()->allocate(dims, sizes, type, data, step, flags, usage);
-  }
-  bool allocate(cv::UMatData* data, cv::AccessFlag flags, cv::UMatUsageFlags usage) const override {
-    return cv::Mat::getStdAllocator()->allocate(data, flags, usage);
-  }
-  void deallocate(cv::UMatData* data) const override {
-    cv::Mat::getStdAllocator()->deallocate(data);
-  }
-  [[nodiscard]] std::size_t bytes() const { return bytes_; }
-
- private:
-  mutable std::atomic<std::size_t> bytes_{0};
-};
 
 /// A disc of 60 px, whose corrections lie well inside their frames.
 cv::Mat smallDisc() {
@@ -112,7 +55,7 @@ TEST(Memory, OnlyTheCropIsHeldAndNotThePlane) {
   cv::Mat square = smallDisc();
   cv::Mat rect = smallDisc();
   double yaw = 0, pitch = 0, bounds[4] = {};
-  const LargestMatrix largest;
+  const FaultyMemory memory;
   EXPECT_EQ(0, byRange(kQuarterTurn, kSize / 2.0, range));
   EXPECT_EQ(0,
             SterProject().Process(kQuarterTurn,
@@ -135,7 +78,7 @@ TEST(Memory, OnlyTheCropIsHeldAndNotThePlane) {
     EXPECT_GT(crop.total() * crop.elemSize(), 100000U);
     EXPECT_LT(crop.total() * crop.elemSize(), kWorkingBytes);
   }
-  EXPECT_LT(largest.bytes(), kWorkingBytes);
+  EXPECT_LT(memory.largestMatrix(), kWorkingBytes);
 }
 
 TEST(Memory, WhatCannotHaveContentIsNotRendered) {
@@ -190,12 +133,13 @@ TEST(Memory, WithoutMemoryForTheSmoothingNothingIsCorrected) {
   const int kernelSize[] = {3, 3};
   cv::Mat image = source;
 
-  failFrom = 9000;
+  FaultyMemory memory;
+  memory.failFrom(9000);
   EXPECT_THROW(SterProject().Interpolate(source.data, rows, rows, 3, 3000, 20, 4, output.data),
                std::bad_alloc);
   EXPECT_THROW(byRange(kQuarterTurn, 100.0, image), std::bad_alloc);
   EXPECT_EQ(-1, SterProject().GaussianSmooth(source.data, 20, 3000, 3, sigma, kernelSize));
-  failFrom = std::numeric_limits<std::size_t>::max();
+  memory.failFrom(0);
 
   EXPECT_TRUE(samePixels(source, before));
   EXPECT_EQ(cv::countNonZero(output.reshape(1)), 0);

@@ -7,7 +7,6 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include <cmath>
-#include <thread>
 
 namespace ORV::Common::Algorithms::DistortCorrect {
 namespace {
@@ -170,23 +169,6 @@ TEST(SquareCorrection, ARegionOfALargerMatrixGivesTheResultOfItsClone) {
     expectSame(corrected(view, 150, 1.0, region), corrected(view, 150, 1.0, clone.clone()));
     EXPECT_TRUE(surroundingsUntouched(frame));
     EXPECT_TRUE(samePixels(region, clone));  // the source's pixels are not written
-  }
-}
-
-TEST(SquareCorrection, ConcurrentCallsDoNotDisturbEachOther) {
-  const cv::Mat image = noise(100, 130, CV_8UC3, 6);
-  const plain::View view{1.3, 0.0, 1.0, 0.0, 0.2, 0.1};
-  const plain::Result expected = corrected(view, 300, 1.0, image);
-  std::vector<plain::Result> results(4);
-  std::vector<std::thread> threads;
-  for (plain::Result& result : results) {
-    threads.emplace_back([&] { result = corrected(view, 300, 1.0, image); });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-  for (const plain::Result& result : results) {
-    expectSame(result, expected);
   }
 }
 

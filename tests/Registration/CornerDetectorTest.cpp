@@ -99,7 +99,9 @@ std::vector<Corner> detectPlainly(const cv::Mat& image, const Settings& settings
       float& value = response.at<float>(y, x);
       value = (value < strongest * settings.qualityLevel ? 0.0F : value) * (255.0F / strongest);
       quantised.at<unsigned char>(y, x) =
-          static_cast<unsigned char>(std::clamp(std::nearbyint(value), 0.0F, 255.0F));
+          std::isnan(value)  // of an image without corners
+              ? 0
+              : static_cast<unsigned char>(std::clamp(std::nearbyint(value), 0.0F, 255.0F));
       value *= strongest / 255.0F;
     }
   }

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Same input, same bytes: whatever ran before, whatever runs beside it, for any number of threads.
+// Same input, same bytes: whatever ran before, for any number of threads.
 #include "support/MontageCall.h"
 #include "support/SyntheticScene.h"
 #include "support/ThreadLimit.h"
 
 #include <gtest/gtest.h>
 
-#include <thread>
 #include <vector>
 
 namespace {
@@ -51,20 +50,6 @@ TEST_P(MontageDeterminism, DoesNotDependOnTheNumberOfThreads) {
     sums.push_back(run());
   }
   EXPECT_EQ(sums, std::vector<std::uint64_t>(3, sums[0]));
-}
-
-TEST_P(MontageDeterminism, CallsBesideEachOtherDoNotDisturb) {
-  const std::uint64_t expected = run();
-  std::vector<std::uint64_t> sums(4);
-  std::vector<std::thread> hosts;
-  hosts.reserve(sums.size());
-  for (std::uint64_t& sum : sums) {
-    hosts.emplace_back([&sum] { sum = run(GetParam()); });
-  }
-  for (std::thread& host : hosts) {
-    host.join();
-  }
-  EXPECT_EQ(sums, std::vector<std::uint64_t>(4, expected));
 }
 
 }  // namespace

@@ -47,19 +47,23 @@ inline cv::Mat makePicture(cv::Size size, unsigned seed) {
   for (int shape = 0; shape < shapes; ++shape) {
     const float remaining = 1.0F - static_cast<float>(shape) / static_cast<float>(shapes);
     const float largest = 8.0F + 60.0F * remaining;  // small shapes last, on top
-    const cv::RotatedRect box(
-        cv::Point2f(random.uniform(0.0F, static_cast<float>(size.width)),
-                    random.uniform(0.0F, static_cast<float>(size.height))),
-        cv::Size2f(random.uniform(5.0F, largest), random.uniform(5.0F, largest)),
-        random.uniform(0.0F, 180.0F));
+    // One draw per statement: compilers differ in the order in which they evaluate arguments.
+    const float angle = random.uniform(0.0F, 180.0F);
+    const float height = random.uniform(5.0F, largest);
+    const float width = random.uniform(5.0F, largest);
+    const float y = random.uniform(0.0F, static_cast<float>(size.height));
+    const float x = random.uniform(0.0F, static_cast<float>(size.width));
+    const cv::RotatedRect box({x, y}, {width, height}, angle);
     cv::Point2f cornersOfBox[4];
     box.points(cornersOfBox);
     std::vector<cv::Point> polygon;
     for (const cv::Point2f& corner : cornersOfBox) {
       polygon.emplace_back(cvRound(corner.x), cvRound(corner.y));
     }
-    const cv::Scalar colour(
-        random.uniform(20, 236), random.uniform(20, 236), random.uniform(20, 236));
+    const int red = random.uniform(20, 236);
+    const int green = random.uniform(20, 236);
+    const int blue = random.uniform(20, 236);
+    const cv::Scalar colour(blue, green, red);
     cv::fillConvexPoly(picture, polygon, colour);
   }
   cv::GaussianBlur(picture, picture, cv::Size(), 1.0);
