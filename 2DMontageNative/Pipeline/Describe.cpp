@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Pipeline/FindFeatures.h"
 #include "Registration.h"
+#include "Registration/CornerFeatures.h"
 #include "Registration/GreyImage.h"
 #include "Scaler/ResolutionScale.h"
 #include "montage/Features.h"
@@ -9,7 +10,10 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
+#include <new>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 namespace montage {
 namespace {
@@ -31,15 +35,28 @@ std::vector<float> surfParametersOf(const FeatureOptions& options) {
   return {static_cast<float>(options.surfThreshold), octaves, layers, octaves, layers};
 }
 
-cv::detail::ImageFeatures find(const cv::Mat& image, const FeatureOptions& options, float scale) {
+/// Where features lie and how they are described, before the values' own types.
+struct Found {
+  cv::Size imageSize;
+  std::vector<cv::KeyPoint> keypoints;
+  cv::Mat descriptors;
+};
+
+Found findCorners(const cv::Mat& image, float scale) {
+  stages::CornerFeatures found = stages::findCornerFeatures(image, scale);
+  if (found.detectorFailed) {
+    throw std::bad_alloc();  // no image is left out for want of memory
+  }
+  return {found.imageSize, std::move(found.keypoints), found.descriptors};
+}
+
+Found findBlobs(const cv::Mat& image, const FeatureOptions& options, float scale) {
   std::vector<cv::Mat> images{image};
   std::vector<cv::detail::ImageFeatures> found(1);
-  if (options.kind == FeatureKind::surf) {
-    stages::FeatureFinding()(images, surfParametersOf(options), scale, false, found);
-  } else {
-    stages::FeatureFinding()(images, scale, found);
-  }
-  return found[0];
+  stages::FeatureFinding()(images, surfParametersOf(options), scale, false, found);
+  return {found[0].img_size,
+          std::move(found[0].keypoints),
+          found[0].descriptors.getMat(cv::ACCESS_READ).clone()};
 }
 
 }  // namespace
@@ -54,13 +71,14 @@ double featureScale(const std::vector<cv::Size>& sizes, const FeatureOptions& op
 }
 
 Features findFeatures(const cv::Mat& image, const FeatureOptions& options, float scale) {
-  const cv::detail::ImageFeatures found = find(image, options, scale);
+  Found found = options.kind == FeatureKind::surf ? findBlobs(image, options, scale)
+                                                  : findCorners(image, scale);
   Features features;
   features.kind = options.kind;
   features.imageSize = image.size();
   features.scale = scale;
-  features.scaledSize = found.img_size;
-  features.keypoints = found.keypoints;
+  features.scaledSize = found.imageSize;
+  features.keypoints = std::move(found.keypoints);
   // Corner descriptors are whole numbers from 0 to 255: a quarter of the memory holds them.
   found.descriptors.convertTo(features.descriptors,
                               options.kind == FeatureKind::corners ? CV_8U : CV_32F);

@@ -6,8 +6,13 @@
 #include "Registration/ContrastStretch.h"
 #include "Registration/CornerDescriptors.h"
 #include "Registration/CornerDetector.h"
+#include "Registration/CornerFeatures.h"
 #include "Registration/CornerKeypoint.h"
 #include "Registration/GreyImage.h"
+
+#include <optional>
+#include <utility>
+#include <vector>
 
 namespace ORV::Common::Algorithms::Montage::Registration {
 namespace {
@@ -31,7 +36,8 @@ cv::Mat stretchedGrey(const cv::Mat& scaled) {
   return stretched;
 }
 
-std::vector<cv::KeyPoint> cornerKeypoints(const cv::Mat& grey) {
+/// Nothing where the detector fails.
+std::optional<std::vector<cv::KeyPoint>> cornerKeypoints(const cv::Mat& grey) {
   cv::Mat image;
   grey.convertTo(image, CV_32F);
   std::vector<float> points(2 * kCornerCapacity);
@@ -45,10 +51,7 @@ std::vector<cv::KeyPoint> cornerKeypoints(const cv::Mat& grey) {
                   points.data(),
                   responses.data(),
                   &count) != 0) {
-    if (!image.empty()) {
-      throw std::bad_alloc();  // nothing else stops the detector: no image is left out for that
-    }
-    return {};
+    return std::nullopt;
   }
   std::vector<cv::KeyPoint> keypoints;
   keypoints.reserve(static_cast<std::size_t>(count));
@@ -66,6 +69,20 @@ std::vector<cv::KeyPoint> cornerKeypoints(const cv::Mat& grey) {
 
 }  // namespace
 
+CornerFeatures findCornerFeatures(const cv::Mat& image, float scale) {
+  const cv::Mat scaled = scaledImage(image, scale);
+  const cv::Mat grey = stretchedGrey(scaled);
+  std::optional<std::vector<cv::KeyPoint>> keypoints = cornerKeypoints(grey);
+  CornerFeatures found;
+  found.imageSize = scaled.size();
+  found.detectorFailed = !keypoints && !grey.empty();
+  if (keypoints) {
+    found.keypoints = std::move(*keypoints);
+    found.descriptors = describeCorners(grey, found.keypoints);
+  }
+  return found;
+}
+
 FeatureFinding::FeatureFinding() = default;
 FeatureFinding& FeatureFinding::operator=(const FeatureFinding&) = default;
 FeatureFinding::~FeatureFinding() = default;
@@ -78,13 +95,11 @@ int FeatureFinding::operator()(std::vector<cv::Mat>& images,
   std::vector<cv::Mat> descriptors(images.size());
   Platform::parallelFor(0, imageCount, [&](int i) {
     const auto index = static_cast<std::size_t>(i);
-    const cv::Mat scaled = scaledImage(images[index], scale);
-    const cv::Mat grey = stretchedGrey(scaled);
-    cv::detail::ImageFeatures& found = features[index];
-    found.keypoints = cornerKeypoints(grey);
-    descriptors[index] = describeCorners(grey, found.keypoints);
-    found.img_idx = i;
-    found.img_size = scaled.size();
+    CornerFeatures found = findCornerFeatures(images[index], scale);
+    features[index].keypoints = std::move(found.keypoints);
+    descriptors[index] = found.descriptors;
+    features[index].img_idx = i;
+    features[index].img_size = found.imageSize;
   });
   // UMats stay on the calling thread: the guard above holds for this thread only.
   for (std::size_t i = 0; i < images.size(); ++i) {
