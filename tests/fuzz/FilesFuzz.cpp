@@ -3,6 +3,7 @@
 /// Every kind of file that the library and the program read, and what is then made of it. The first
 /// byte says which kind.
 #include "ExitCode.h"
+#include "batch/Manifest.h"
 #include "correct/CorrectSettings.h"
 #include "fuzz/Input.h"
 #include "montage/Montage.h"
@@ -112,6 +113,10 @@ void pairs(const fs::path& file) {
   orv2d::parsePairs(file.string(), 7);
 }
 
+void manifest(const fs::path& file) {
+  orv2d::readManifest(file);
+}
+
 void image(const fs::path& file) {
   readImageFile(file);
 }
@@ -123,14 +128,15 @@ struct Kind {
 };
 
 // A new kind comes last: the corpus names them by their places.
-constexpr std::array<Kind, 8> kKinds = {{{registration, nullptr},
+constexpr std::array<Kind, 9> kKinds = {{{registration, nullptr},
                                          {plan, nullptr},
                                          {plan, "MONTAGE plan 2\n"},
                                          {features, "MONTAGE features 1\n"},
                                          {pairMatches, "MONTAGE pair 1\n"},
                                          {lens, nullptr},
                                          {pairs, nullptr},
-                                         {image, nullptr}}};
+                                         {image, nullptr},
+                                         {manifest, nullptr}}};
 
 void writeFile(const fs::path& file, const Kind& kind, const std::string& text) {
   std::ofstream stream(file, std::ios::binary);
