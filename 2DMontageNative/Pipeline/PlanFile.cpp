@@ -17,6 +17,9 @@ constexpr int kVersion = 2;
 /// Beyond this places on the plane are not told apart in single precision.
 constexpr int kFarthestPixel = 1 << 24;
 
+/// Of images that are not shown a plan holds nothing but that they are counted.
+constexpr int kMostImages = 1 << 20;
+
 Json toJson(const cv::Rect& rect) {
   return {rect.x, rect.y, rect.width, rect.height};
 }
@@ -74,7 +77,8 @@ void requireUsable(const MontagePlan& plan) {
   const bool fits = !montage.empty() && (montage & plan.canvas) == montage && !plan.images.empty();
   const bool scaled = plan.seamScale > 0.0 && plan.composeScale > 0.0 && plan.composeScale <= 1.0 &&
                       plan.planeScale > 0.0 && std::isfinite(plan.planeScale);
-  if (!fits || !scaled || plan.bands < 1 || plan.bands > 5) {
+  const bool counted = plan.sourceCount >= 1 && plan.sourceCount <= kMostImages;
+  if (!fits || !scaled || !counted || plan.bands < 1 || plan.bands > 5) {
     throw std::invalid_argument("the parts do not fit together");
   }
   for (const PlannedImage& image : plan.images) {

@@ -17,6 +17,7 @@
 #include <opencv2/core.hpp>
 
 #include <filesystem>
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -76,9 +77,11 @@ template <class Use>
 auto readingFields(const std::filesystem::path& file, const Use& use) -> decltype(use()) {
   try {
     return use();
-  } catch (const Json::exception& error) {
-    throw FileError(file, std::string("damaged: ") + error.what());
-  } catch (const std::invalid_argument& error) {
+  } catch (const FileError&) {
+    throw;
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {
     throw FileError(file, std::string("damaged: ") + error.what());
   }
 }

@@ -21,9 +21,13 @@ using Json = nlohmann::ordered_json;
 /// Noted while a process is at the scene.
 const char* const kWorking = "working";
 
-/// An object without entries for what is none.
+/// An object without entries for what is none; without what is nested deeper than notes are.
 Json parsedObject(const std::string& text) {
-  Json value = Json::parse(text, nullptr, false);
+  constexpr int kDeepest = 4;
+  const auto keepFlat = [](int depth, Json::parse_event_t, const Json&) {
+    return depth <= kDeepest;
+  };
+  Json value = Json::parse(text, keepFlat, false);
   return value.is_object() ? value : Json::object();
 }
 
