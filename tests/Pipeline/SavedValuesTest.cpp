@@ -107,6 +107,17 @@ TEST(SavedValues, DamagedOrForeignFilesAreRefused) {
     return "MONTAGE plan 2\n" + std::to_string(text.size()) + "\n" + text + plan.substr(textEnd);
   };
   expectRefused(changedPlan("sourceCount", "2000000000"), "do not fit together", true);
+  expectRefused(changedPlan("composeScale", "1e-300"), "impossible size", true);
+  expectRefused(changedPlan("width", "2147483647"), "impossible size", true);
+  std::string vast = plan.substr(headEnd, textEnd - headEnd);
+  for (const std::string key : {"\"montage\":", "\"canvas\":"}) {
+    const std::size_t at = vast.find(key) + key.size();
+    vast.replace(at, vast.find(']', at) + 1 - at, "[-30000,-30000,60000,60000]");
+  }
+  expectRefused(
+      "MONTAGE plan 2\n" + std::to_string(vast.size()) + "\n" + vast + plan.substr(textEnd),
+      "far larger than its images",
+      true);
   expectRefused(changedPlan("rows", "2147483647"), "larger than its bytes", true);
   expectRefused(changedPlan("bytes", "18446744073709551615"), "does not fit", true);
   expectRefused(changedPlan("composeScale", "\"x\""), "damaged", true);
