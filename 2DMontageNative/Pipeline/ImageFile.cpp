@@ -21,9 +21,13 @@ using Bytes = std::vector<unsigned char>;
 constexpr unsigned char kMarker = 0xFF;
 constexpr unsigned char kStartOfImage = 0xD8;
 constexpr unsigned char kEndOfImage = 0xD9;
-constexpr unsigned char kStartOfScan = 0xDA;
 constexpr unsigned char kFirstRestart = 0xD0;
 constexpr unsigned char kLastRestart = 0xD7;
+constexpr unsigned char kTemporary = 0x01;
+constexpr unsigned char kFirstFrame = 0xC0;
+constexpr unsigned char kLastFrame = 0xCF;
+
+const char* const kDamaged = "the image is damaged or cut off; copy or export it again";
 
 /// OpenCV counts the bytes of a file as `int`.
 constexpr std::uintmax_t kLargestFile = INT32_MAX;
@@ -32,31 +36,67 @@ bool isJpeg(const Bytes& bytes) {
   return bytes.size() > 2 && bytes[0] == kMarker && bytes[1] == kStartOfImage;
 }
 
-/// Whether the image ends with its own end marker. Decoders fill what is missing with grey and only
-/// print a warning. Segments before the pixels are skipped by their lengths: a preview within them
-/// has an end marker too.
-bool isCompleteJpeg(const Bytes& bytes) {
+bool hasNoLength(unsigned char code) {
+  return code == 0 || code == kMarker || code == kTemporary ||
+         (code >= kFirstRestart && code <= kLastRestart);
+}
+
+/// Tables that are numbered among the frames.
+bool isFrame(unsigned char code) {
+  constexpr unsigned char kHuffman = 0xC4;
+  constexpr unsigned char kReserved = 0xC8;
+  constexpr unsigned char kArithmetic = 0xCC;
+  return code >= kFirstFrame && code <= kLastFrame && code != kHuffman && code != kReserved &&
+         code != kArithmetic;
+}
+
+struct JpegFacts {
+  bool isComplete = false;  ///< it ends with its own end marker
+  int width = 0;
+  int height = 0;
+};
+
+/// Segments before the pixels are skipped by their lengths: a preview within them has markers too.
+JpegFacts jpegFacts(const Bytes& bytes) {
+  constexpr std::size_t kHeader = 9;
+  const auto number = [&](std::size_t at) { return bytes[at] * 256 + bytes[at + 1]; };
+  JpegFacts facts;
   std::size_t at = 2;
-  bool inScan = false;
   while (at + 1 < bytes.size()) {
     const unsigned char code = bytes[at + 1];
-    if (bytes[at] != kMarker || code == 0 || code == kMarker ||
-        (code >= kFirstRestart && code <= kLastRestart)) {
-      if (bytes[at] != kMarker && !inScan) {
-        return true;  // not as the format has it: left to the decoder
-      }
-      ++at;
+    if (bytes[at] != kMarker || hasNoLength(code)) {
+      ++at;  // pixels; elsewhere, decoders skip what does not belong there
     } else if (code == kEndOfImage) {
-      return true;
+      facts.isComplete = true;
+      return facts;
+    } else if (at + kHeader > bytes.size()) {
+      return facts;
     } else {
-      if (at + 3 >= bytes.size()) {
-        return false;
+      if (isFrame(code)) {
+        facts.height = number(at + 5);
+        facts.width = number(at + 7);
       }
-      at += 2 + static_cast<std::size_t>(bytes[at + 2]) * 256 + bytes[at + 3];
-      inScan = inScan || code == kStartOfScan;
+      at += 2 + static_cast<std::size_t>(number(at + 2));
     }
   }
-  return false;
+  return facts;
+}
+
+/// Decoders fill what is missing with grey and only print a warning: of a few bytes they make any
+/// size that the header claims.
+void requireWholeJpeg(const fs::path& file, const Bytes& bytes) {
+  constexpr double kMostPixelsPerByte = 1024.0;  // a block of 64 pixels takes a bit or more
+  const JpegFacts facts = jpegFacts(bytes);
+  if (!facts.isComplete) {
+    throw FileError(file, kDamaged);
+  }
+  if (static_cast<double>(facts.width) * facts.height >
+      kMostPixelsPerByte * static_cast<double>(bytes.size())) {
+    throw FileError(file,
+                    "damaged: its header claims " + std::to_string(facts.width) + " x " +
+                        std::to_string(facts.height) + " pixels, more than its " +
+                        std::to_string(bytes.size()) + " bytes can hold");
+  }
 }
 
 Bytes readBytes(const fs::path& file) {
@@ -99,6 +139,11 @@ cv::Mat decode(const fs::path& file, const Bytes& bytes) {
     if (error.code == cv::Error::StsNoMem) {
       throw;
     }
+    if (error.err.find("CV_IO_MAX_IMAGE") != std::string::npos) {
+      throw FileError(file,
+                      "its header claims more pixels than are read: up to 1048576 per side and "
+                      "1073741824 in all");
+    }
     throw FileError(file, "the decoder refuses it (" + error.err + ")");
   }
 }
@@ -126,11 +171,14 @@ std::string conversion(const fs::path& file, const std::string& options) {
 
 cv::Mat readImageFile(const fs::path& file) {
   const Bytes bytes = readBytes(file);
-  cv::Mat image = isJpeg(bytes) && !isCompleteJpeg(bytes) ? cv::Mat() : decode(file, bytes);
+  if (isJpeg(bytes)) {
+    requireWholeJpeg(file, bytes);
+  }
+  cv::Mat image = decode(file, bytes);
   if (image.empty()) {
     throw FileError(file,
                     isJpeg(bytes) || cv::haveImageReader(file.string())
-                        ? "the image is damaged or cut off; copy or export it again"
+                        ? kDamaged
                         : "it is not an image; PNG, TIFF, JPEG, BMP and the like are read");
   }
   if (image.depth() != CV_8U) {
@@ -139,9 +187,10 @@ cv::Mat readImageFile(const fs::path& file) {
                         conversion(file, "-depth 8"));
   }
   if (image.channels() == 4) {
-    throw FileError(file,
-                    "it has an alpha channel, grey or colour without one is expected" +
-                        conversion(file, "-background black -alpha remove -alpha off"));
+    throw FileError(
+        file,
+        "it has an alpha channel or is in CMYK, grey or colour without is expected" +
+            conversion(file, "-background black -alpha remove -alpha off -colorspace sRGB"));
   }
   if (image.channels() != 1 && image.channels() != 3) {
     throw FileError(file,

@@ -4,6 +4,7 @@
 #include "Pipeline/ValueFile.h"
 #include "montage/MontagePlan.h"
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 #include <string>
@@ -16,6 +17,15 @@ constexpr int kVersion = 2;
 
 /// Beyond this places on the plane are not told apart in single precision.
 constexpr int kFarthestPixel = 1 << 24;
+
+/// Of images that are not shown a plan holds nothing but that they are counted.
+constexpr int kMostImages = 1 << 20;
+
+constexpr int kLongestSide = 1 << 20;
+
+/// Pixels of a plane per pixel of the images; views 87 degrees off its axis have about 550.
+constexpr double kMostStretch = 600.0;
+constexpr double kFewPixels = 4e6;
 
 Json toJson(const cv::Rect& rect) {
   return {rect.x, rect.y, rect.width, rect.height};
@@ -69,20 +79,45 @@ PlannedImage imageFrom(const Json& json, bool withSeams, ValueReader& reader) {
   return image;
 }
 
+/// Whether something is left of an image, and its size is one that images have.
+bool isMadeOf(cv::Size size, double scale) {
+  constexpr double kRoundedToNothing = 0.5;
+  return std::max(size.width, size.height) <= kLongestSide &&
+         std::min(size.width, size.height) * scale > kRoundedToNothing;
+}
+
+/// A few pixels must not be stretched over all memory there is.
+void requireModestCanvas(const MontagePlan& plan) {
+  double pixels = 0.0;
+  for (const PlannedImage& image : plan.images) {
+    pixels += static_cast<double>(image.sourceSize.width) * image.sourceSize.height *
+              plan.composeScale * plan.composeScale;
+  }
+  const double area = static_cast<double>(plan.canvas.width) * plan.canvas.height;
+  if (area > std::max(kFewPixels, kMostStretch * pixels)) {
+    throw std::invalid_argument("a montage that is far larger than its images");
+  }
+}
+
 void requireUsable(const MontagePlan& plan) {
   const cv::Rect montage(plan.origin, plan.size);
   const bool fits = !montage.empty() && (montage & plan.canvas) == montage && !plan.images.empty();
   const bool scaled = plan.seamScale > 0.0 && plan.composeScale > 0.0 && plan.composeScale <= 1.0 &&
-                      plan.planeScale > 0.0 && std::isfinite(plan.planeScale);
-  if (!fits || !scaled || plan.bands < 1 || plan.bands > 5) {
+                      plan.planeScale > 0.0 && plan.planeScale <= kFarthestPixel;
+  const bool counted = plan.sourceCount >= 1 && plan.sourceCount <= kMostImages;
+  if (!fits || !scaled || !counted || plan.bands < 1 || plan.bands > 5) {
     throw std::invalid_argument("the parts do not fit together");
   }
   for (const PlannedImage& image : plan.images) {
+    if (!isMadeOf(image.sourceSize, plan.composeScale)) {
+      throw std::invalid_argument("an image of an impossible size");
+    }
     if (image.index < 0 || image.index >= plan.sourceCount ||
         (image.footprint & plan.canvas) != image.footprint) {
       throw std::invalid_argument("an image that lies outside of the montage");
     }
   }
+  requireModestCanvas(plan);
 }
 
 }  // namespace

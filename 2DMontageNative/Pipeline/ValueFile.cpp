@@ -161,11 +161,12 @@ cv::Mat ValueReader::next(const Json& description) {
       compressed > bytes_.size() - at_) {
     damaged("a matrix does not fit");
   }
-  const std::uint64_t size = static_cast<std::uint64_t>(rows) * static_cast<std::uint64_t>(cols) *
-                             static_cast<std::uint64_t>(CV_ELEM_SIZE(type));
-  if (size > compressed * kBestCompression) {
+  const auto elements = static_cast<std::uint64_t>(rows) * static_cast<std::uint64_t>(cols);
+  const auto elementSize = static_cast<std::uint64_t>(CV_ELEM_SIZE(type));
+  if (elements > compressed * kBestCompression / elementSize) {
     damaged("a matrix is larger than its bytes");
   }
+  const std::uint64_t size = elements * elementSize;
   const char* const bytes = bytes_.data() + at_;
   at_ += compressed;
   if (checksumOf(bytes, compressed) != description.at("crc").get<std::uint32_t>()) {

@@ -20,6 +20,7 @@
 #include <filesystem>
 #include <limits>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -119,9 +120,11 @@ template <class Use>
 auto readingFields(const std::filesystem::path& file, const Use& use) -> decltype(use()) {
   try {
     return use();
-  } catch (const Json::exception& error) {
-    throw FileError(file, std::string("damaged: ") + error.what());
-  } catch (const std::invalid_argument& error) {
+  } catch (const FileError&) {
+    throw;
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {
     throw FileError(file, std::string("damaged: ") + error.what());
   }
 }

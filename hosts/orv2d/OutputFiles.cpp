@@ -4,6 +4,7 @@
 #include "DiskFlush.h"
 #include "ExitCode.h"
 #include "ImageIo.h"
+#include "Paths.h"
 
 #include <algorithm>
 #include <iterator>
@@ -21,13 +22,6 @@ namespace {
 
 fs::path folderOf(const fs::path& target) {
   return target.has_parent_path() ? target.parent_path() : fs::path(".");
-}
-
-/// Follows symbolic links, so that the file behind a link is replaced and not the link.
-fs::path resolved(const fs::path& path) {
-  std::error_code error;
-  const fs::path full = fs::weakly_canonical(fs::absolute(path, error), error);
-  return error ? path : full;
 }
 
 bool sameFile(const fs::path& a, const fs::path& b) {

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <iomanip>
 #include <random>
 #include <set>
@@ -22,6 +21,7 @@ namespace {
 struct Registry {
   std::mutex mutex;
   std::set<fs::path> folders;
+  std::set<fs::path> cleared;  ///< of what dead processes left
 };
 
 /// A signal ends the process, not one run in it. Never destroyed: it may come at any time.
@@ -31,7 +31,8 @@ Registry& registry() {
 }
 
 const char* const kBegin = ".orv2d-";
-constexpr std::size_t kMarkLength = 16;
+const char* const kEnd = ".tmp";
+const char* const kLifeSign = "life";
 
 std::string randomDigits() {
   constexpr int kDigits = 8;
@@ -43,20 +44,15 @@ std::string randomDigits() {
   return digits.str();
 }
 
-bool isMark(const std::string& text) {
-  return text.size() == kMarkLength &&
-         text.find_first_not_of("0123456789abcdef") == std::string::npos;
+bool isScratchName(const std::string& name) {
+  const std::string begin = kBegin;
+  const std::string end = kEnd;
+  return name.size() > begin.size() + end.size() && name.compare(0, begin.size(), begin) == 0 &&
+         name.compare(name.size() - end.size(), end.size(), end) == 0;
 }
 
-std::string markOfEnvironment() {
-  const char* const mark =
-      std::getenv("ORV2D_SCRATCH");  // NOLINT(concurrency-mt-unsafe): only read
-  return mark != nullptr && isMark(mark) ? mark : std::string();
-}
-
-fs::path freeName(const fs::path& target, const std::string& mark) {
-  const std::string shown = mark.empty() ? "" : mark + "-";
-  return target.parent_path() / (kBegin + shown + randomDigits() + ".tmp");
+fs::path freeName(const fs::path& target) {
+  return target.parent_path() / (kBegin + randomDigits() + kEnd);
 }
 
 /// For its owner only, from the beginning.
@@ -83,18 +79,46 @@ void removeAll(const fs::path& folder) {
   }
 }
 
+/// One that was killed between making the folder and the sign left it empty.
+void removeIfDead(const fs::path& folder) {
+  std::error_code error;
+  if (!fs::is_directory(fs::symlink_status(folder, error))) {
+    return;
+  }
+  if (const auto sign = LifeSign::ofDead(folder / kLifeSign)) {
+    removeAll(folder);
+  } else {
+    fs::remove(folder, error);
+  }
+}
+
+bool isFirstIn(const fs::path& folder) {
+  const ScratchLock lock = lockScratchFolders();
+  return registry().cleared.insert(folder).second;
+}
+
 }  // namespace
 
-ScratchFolder::ScratchFolder(const fs::path& target, const std::string& mark) {
+ScratchFolder::ScratchFolder(const fs::path& target) {
   constexpr int kAttempts = 8;
+  if (isFirstIn(target.parent_path())) {
+    removeDeadScratchFolders(target.parent_path());
+  }
   const ScratchLock lock = lockScratchFolders();
   for (int attempt = 0; attempt < kAttempts && folder_.empty(); ++attempt) {
-    const fs::path name = freeName(target, mark.empty() ? markOfEnvironment() : mark);
+    const fs::path name = freeName(target);
     error_ = make(name);
-    if (!error_) {
-      folder_ = name;
-      registry().folders.insert(name);
+    if (error_) {
+      continue;
     }
+    life_.emplace(name / kLifeSign);
+    error_ = life_->error();
+    if (error_) {
+      removeAll(name);
+      continue;
+    }
+    folder_ = name;
+    registry().folders.insert(name);
   }
 }
 
@@ -116,24 +140,16 @@ void removeScratchFolders(const ScratchLock& /*lock*/) {
   }
 }
 
-std::string newScratchMark() {
-  return randomDigits();
-}
-
-void removeMarkedScratchFolders(const fs::path& folder, const std::string& mark) {
-  if (!isMark(mark)) {
-    return;
-  }
+void removeDeadScratchFolders(const fs::path& folder) {
   std::error_code error;
-  const std::string begin = kBegin + mark + "-";
-  std::vector<fs::path> left;
+  std::vector<fs::path> found;
   for (fs::directory_iterator at(folder.empty() ? "." : folder, error), end; at != end && !error;
        at.increment(error)) {
-    if (at->path().filename().string().compare(0, begin.size(), begin) == 0) {
-      left.push_back(at->path());
+    if (isScratchName(at->path().filename().string())) {
+      found.push_back(at->path());
     }
   }
-  std::for_each(left.begin(), left.end(), removeAll);
+  std::for_each(found.begin(), found.end(), removeIfDead);
 }
 
 }  // namespace orv2d

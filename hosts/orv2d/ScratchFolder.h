@@ -4,21 +4,23 @@
 #ifndef ORV2D_SCRATCH_FOLDER_H
 #define ORV2D_SCRATCH_FOLDER_H
 
+#include "LifeSign.h"
+
 #include <filesystem>
 #include <mutex>
-#include <string>
+#include <optional>
 #include <system_error>
 
 namespace orv2d {
 
 /// A hidden folder beside a file that is to be written. It goes away with all it holds, with this
-/// object or by `removeScratchFolders`. Others than the user cannot look into it.
+/// object, by `removeScratchFolders`, or when the process was killed by the next one that makes one
+/// there. Others than the user cannot look into it.
 class ScratchFolder {
  public:
-  /// Makes the folder; `error` says why there is none.
-  /// @param[in] mark  of its name; empty: that which the variable ORV2D_SCRATCH of the environment
-  ///   gives, so that another process can tell the folders of this one.
-  explicit ScratchFolder(const std::filesystem::path& target, const std::string& mark = {});
+  /// Makes the folder; `error` says why there is none. The first one in a folder removes those of
+  /// dead processes.
+  explicit ScratchFolder(const std::filesystem::path& target);
   ~ScratchFolder();
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
@@ -30,6 +32,7 @@ class ScratchFolder {
 
  private:
   std::filesystem::path folder_;  ///< empty: could not be made
+  std::optional<LifeSign> life_;
   std::error_code error_;
 };
 
@@ -41,11 +44,9 @@ using ScratchLock = std::unique_lock<std::mutex>;
 /// any more.
 void removeScratchFolders(const ScratchLock& lock);
 
-/// A mark that no other process has: 16 hexadecimal digits.
-std::string newScratchMark();
-
-/// Removes the scratch folders with that mark in `folder`: those of a process that was killed.
-void removeMarkedScratchFolders(const std::filesystem::path& folder, const std::string& mark);
+/// Removes the scratch folders in `folder` whose processes are dead: killed, or gone with a machine
+/// that started again. Those of living ones stay, and those of other machines.
+void removeDeadScratchFolders(const std::filesystem::path& folder);
 
 }  // namespace orv2d
 

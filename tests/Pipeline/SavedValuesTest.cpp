@@ -97,6 +97,31 @@ TEST(SavedValues, DamagedOrForeignFilesAreRefused) {
   flipped[flipped.size() - 20] = static_cast<char>(flipped[flipped.size() - 20] ^ 4);
   expectRefused(flipped, "checksum", true);
   expectRefused(json, "not a file of the kind 'plan'", true);
+  // Sizes that a few bytes claim, and numbers that no type holds.
+  const std::size_t headEnd = plan.find('\n', plan.find('\n') + 1) + 1;
+  const std::size_t textEnd = headEnd + std::stoul(plan.substr(plan.find('\n') + 1));
+  const auto changedPlan = [&](const std::string& key, const std::string& value) {
+    std::string text = plan.substr(headEnd, textEnd - headEnd);
+    const std::size_t at = text.find("\"" + key + "\":") + key.size() + 3;
+    text.replace(at, text.find_first_of(",}]", at) - at, value);
+    return "MONTAGE plan 2\n" + std::to_string(text.size()) + "\n" + text + plan.substr(textEnd);
+  };
+  expectRefused(changedPlan("sourceCount", "2000000000"), "do not fit together", true);
+  expectRefused(changedPlan("composeScale", "1e-300"), "impossible size", true);
+  expectRefused(changedPlan("width", "2147483647"), "impossible size", true);
+  std::string vast = plan.substr(headEnd, textEnd - headEnd);
+  for (const std::string key : {"\"montage\":", "\"canvas\":"}) {
+    const std::size_t at = vast.find(key) + key.size();
+    vast.replace(at, vast.find(']', at) + 1 - at, "[-30000,-30000,60000,60000]");
+  }
+  expectRefused(
+      "MONTAGE plan 2\n" + std::to_string(vast.size()) + "\n" + vast + plan.substr(textEnd),
+      "far larger than its images",
+      true);
+  expectRefused(changedPlan("rows", "2147483647"), "larger than its bytes", true);
+  expectRefused(changedPlan("bytes", "18446744073709551615"), "does not fit", true);
+  expectRefused(changedPlan("composeScale", "\"x\""), "damaged", true);
+  expectRefused(changedPlan("index", "-1"), "outside of the montage", true);
   expectRefused(replaced(plan, "plan 2", "plan 7"), "newer", true);
   EXPECT_THROW(loadPlan(folder / "missing"), FileError);
   EXPECT_THROW(save(registration, folder / "no" / "such.json"), FileError);

@@ -259,6 +259,15 @@ TEST_F(BatchHost, AKilledSceneFailsAndTheOthersGoOn) {
   EXPECT_FALSE(fs::exists(path("out/.s0.png.orv2d-batch")));
 }
 
+TEST_F(BatchHost, AFullDiskFailsTheScene) {
+  writeScenes(1);
+  EXPECT_THAT(run("batch m.csv -o 'out/{scene}.png'", 20).out,
+              AllOf(HasSubstr("\"exitCode\":6"), HasSubstr("is the disk full?")));
+  EXPECT_FALSE(holdsScratch());
+  writeText("out/.s0.png.orv2d-batch", R"({"choices":)" + std::string(3000000, '['));
+  EXPECT_THAT(statuses("m.csv -o 'out/{scene}.png'"), ElementsAre(Pair("s0", "done")));
+}
+
 TEST_F(BatchHost, RefusesAManifestBeforeAnythingIsMade) {
   const auto refused = [&](const std::string& text, const std::string& phrase) {
     writeText("m", text);

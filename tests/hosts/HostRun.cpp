@@ -62,9 +62,16 @@ RunResult HostTest::run(const std::string& arguments, int maxKilobytes) const {
 }
 
 RunResult HostTest::runUntilItSpeaks(const std::string& arguments) const {
-  return shell(R"(: >"$ERR" && { "$PROGRAM" )" + arguments + R"( >"$OUT" 2>"$ERR" & p=$!; )" +
-               R"(while [ ! -s "$ERR" ] && kill -0 $p; do sleep 0.01; done; )" +
-               "kill -TERM $p; wait $p; }");
+  const std::string stop = R"(t=$(date +%s%N); kill -TERM $p; wait $p; code=$?; )"
+                           R"(echo $(($(date +%s%N) - t)) >"$OUT.ns"; exit $code; })";
+  RunResult result =
+      shell(R"(: >"$ERR" && { "$PROGRAM" )" + arguments + R"( >"$OUT" 2>"$ERR" & p=$!; )" +
+            R"(while [ ! -s "$ERR" ] && kill -0 $p; do sleep 0.01; done; )" + stop);
+  const std::string nanoseconds = folder_.string() + ".out.ns";
+  constexpr double kPerSecond = 1e9;
+  result.secondsToStop = std::stod(contentOf(nanoseconds)) / kPerSecond;
+  fs::remove(nanoseconds);
+  return result;
 }
 
 RunResult HostTest::runFor(double milliseconds,

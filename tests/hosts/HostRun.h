@@ -18,6 +18,7 @@ struct RunResult {
   int exitCode = -1;
   std::string out;
   std::vector<std::string> errorLines;
+  double secondsToStop = 0.0;  ///< of `runUntilItSpeaks`: from the signal to the end
 };
 
 /// A test with an empty folder of its own, in which the program runs.

@@ -12,7 +12,9 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 namespace orv2d::tests {
 namespace {
@@ -141,6 +143,34 @@ TEST_F(OutputFilesTest, AFileThatIsReplacedIsMissingAtNoTime) {
   done = true;
   watcher.join();
   EXPECT_EQ(missing, 0);
+}
+
+TEST_F(OutputFilesTest, OnlyWhatDeadProcessesLeftIsCleared) {
+  const pid_t process = fork();
+  if (process == 0) {
+    const auto* const killed = new ScratchFolder(folder_ / "a");
+    put(killed->file().lexically_relative(folder_.path()).string(), "unfinished");
+    new ScratchFolder(folder_ / "b");
+    _exit(0);
+  }
+  waitpid(process, nullptr, 0);
+  const auto count = [&] {
+    return std::distance(fs::directory_iterator(folder_.path()), fs::directory_iterator());
+  };
+  ASSERT_EQ(count(), 2);
+  const ScratchFolder own(folder_ / "a");
+  EXPECT_EQ(count(), 1) << "the first one clears the folder";
+  write("b", "being written");
+  const fs::path elsewhere = folder_ / ".orv2d-elsewhere.tmp";
+  fs::create_directory(elsewhere);
+  put(".orv2d-elsewhere.tmp/life", "another machine\nof another start\n");
+  fs::create_directory(folder_ / ".orv2d-notes");
+  fs::create_directory(folder_ / ".orv2d-empty.tmp");
+  fs::create_symlink(elsewhere, folder_ / ".orv2d-link.tmp");
+  removeDeadScratchFolders(folder_.path());
+  EXPECT_EQ(count(), 5) << "all but the empty one";
+  outputs_.commit();
+  EXPECT_EQ(files()["b"], "being written");
 }
 
 TEST_F(OutputFilesTest, LinksAreFollowedAndNotReplaced) {

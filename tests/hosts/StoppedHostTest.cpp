@@ -29,6 +29,17 @@ class StoppedHost : public HostTest {
     cv::imwrite(path("disc.png").string(), disc(300, 0.7, 3));
   }
 
+  /// Kills the command so long after it began to write its output.
+  [[nodiscard]] RunResult killedWhileItWrites(double milliseconds,
+                                              const std::string& command) const {
+    const std::string begun = R"(set -- .orv2d-*/output*; [ -e "$1" ] && break; )";
+    return shell(
+        R"({ "$PROGRAM" )" + command + R"( >"$OUT" 2>"$ERR" & p=$!; )" + "while kill -0 $p; do " +
+        begun + "done; " +
+        (milliseconds > 0.0 ? "sleep " + std::to_string(milliseconds / 1000.0) + "; " : "") +
+        "kill -KILL $p; wait $p; } 2>/dev/null");
+  }
+
   /// Stops the command at moments that are spread over its run.
   void expectAllOrNothing(const std::string& command, const std::vector<std::string>& outputs) {
     SCOPED_TRACE(command);
@@ -71,18 +82,48 @@ TEST_F(StoppedHost, AtAnyMomentAllOutputsAreNewOrAllAreOld) {
       {"c.png", "r.json"});
 }
 
-TEST_F(StoppedHost, EveryCommandSaysThatItStopped) {
+TEST_F(StoppedHost, EveryCommandSaysThatItStoppedWithinASecond) {
+  ASSERT_EQ(run("register v0.png v1.png v2.png -o s.json --quiet").exitCode, 0);
   const std::set<std::string> before = files();
   for (const std::string command :
        {"montage v0.png v1.png v2.png -o out.png --report r.json",
-        "register v0.png v1.png v2.png -o s.json",
+        "register v0.png v1.png v2.png -o r.json",
+        "plan s.json -o s.plan",
+        "compose s.json -o out.tif --tiles",
         "correct disc.png -o c.png --half-field-angle 90deg --mode square"}) {
     const RunResult result = runUntilItSpeaks(command);
     EXPECT_EQ(result.exitCode, kSignalExit + SIGTERM) << command;
     EXPECT_EQ(result.out, "");
     EXPECT_THAT(result.errorLines.back(), HasSubstr("stopped; nothing unfinished is left"));
-    EXPECT_EQ(files(), before);
+    EXPECT_EQ(files(), before) << command;
+    EXPECT_LT(result.secondsToStop, 1.0) << command;
   }
+}
+
+TEST_F(StoppedHost, AKilledRunLeavesWholeOutputsAndTheNextOneClearsTheRest) {
+  const std::string earlier = "earlier";
+  bool wasLeft = false;
+  for (const auto& [command, output] :
+       {std::pair("montage v0.png v1.png v2.png -o out.png", "out.png"),
+        std::pair("montage v0.png v1.png v2.png -o tiles.tif --tiles --pyramid", "tiles.tif")}) {
+    ASSERT_EQ(run(command).exitCode, 0);
+    const std::string wanted = bytes(output);
+    const std::set<std::string> complete = files();
+    constexpr double kStepMs = 3.0;
+    constexpr int kAtOnce = 3;
+    int exitCode = kSignalExit + SIGKILL;
+    for (int i = 0; exitCode != 0 || i < kAtOnce; ++i) {
+      const double milliseconds = i < kAtOnce ? 0.0 : (i - kAtOnce) * kStepMs;
+      writeText(output, earlier);
+      exitCode = killedWhileItWrites(milliseconds, command).exitCode;
+      EXPECT_THAT(exitCode, AnyOf(0, kSignalExit + SIGKILL));
+      EXPECT_THAT(bytes(output), AnyOf(earlier, wanted));
+      wasLeft = wasLeft || files() != complete;
+    }
+    EXPECT_EQ(files(), complete);
+    EXPECT_EQ(bytes(output), wanted);
+  }
+  EXPECT_TRUE(wasLeft) << "no kill came while it wrote";
 }
 
 }  // namespace

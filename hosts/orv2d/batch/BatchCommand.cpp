@@ -113,8 +113,9 @@ class Batch {
         return;
       }
       place.work->readInputs();
+      const bool isDone = !settings_.force && place.work->isDone();
       const std::lock_guard<std::mutex> lock(mutex_);
-      if (!settings_.force && place.work->isDone()) {
+      if (isDone) {
         end(place, place.work->skipped());
       } else {
         place.work->start(shares_.of(static_cast<int>(&place - places_.data())));
@@ -122,15 +123,15 @@ class Batch {
     } catch (...) {
       const Failure failure = currentFailure();
       const std::lock_guard<std::mutex> lock(mutex_);
-      if (place.work) {
-        place.work->abandon();
-      }
       place.scene = &scene;
       end(place, failedScene(scene, failure.code, failure.message));
     }
   }
 
   void end(Place& place, const SceneOutcome& outcome) {
+    if (place.work) {
+      place.work->conclude(outcome);
+    }
     place.work.reset();
     outcomes_.push_back(outcome);
     line_.ended(outcome);
@@ -148,18 +149,27 @@ class Batch {
       }
     }
     const int ready = poll(files.data(), files.size(), elsewhere_.empty() ? -1 : kLookAgainMs);
-    const std::lock_guard<std::mutex> lock(mutex_);
-    for (std::size_t i = 0; ready > 0 && i < files.size(); ++i) {
-      if (files[i].revents != 0 && !places[i]->work->process().readMessages()) {
-        finish(*places[i]);
+    std::vector<Place*> ended;
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      for (std::size_t i = 0; ready > 0 && i < files.size(); ++i) {
+        if (files[i].revents != 0 && !places[i]->work->process().readMessages()) {
+          places[i]->work->awaitEnd();
+          ended.push_back(places[i]);
+        }
       }
+    }
+    for (Place* place : ended) {
+      finish(*place);
     }
     waiting_.insert(waiting_.end(), elsewhere_.begin(), elsewhere_.end());
     elsewhere_.clear();
   }
 
+  /// The outputs are read without the lock: who stops the run does not wait for that.
   void finish(Place& place) {
     const SceneOutcome outcome = place.work->finish();
+    const std::lock_guard<std::mutex> lock(mutex_);
     line_.say(*place.scene, place.work->process().messages());
     end(place, outcome);
   }

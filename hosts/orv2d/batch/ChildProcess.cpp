@@ -76,21 +76,9 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
   return pointers;
 }
 
-std::vector<std::string> environmentWith(const std::string& variable, const std::string& value) {
-  std::vector<std::string> variables = {variable + "=" + value};
-  for (char** each = environ; *each != nullptr; ++each) {
-    const std::string text = *each;
-    if (text.compare(0, variable.size() + 1, variable + "=") != 0) {
-      variables.push_back(text);
-    }
-  }
-  return variables;
-}
-
 /// What may be done between fork and exec: nothing that takes locks or memory.
 struct Start {
   char* const* words;
-  char* const* variables;
   int nowhere;
   int messages;
   int failure;
@@ -106,7 +94,7 @@ struct Start {
     dup2(messages, STDERR_FILENO);
     fcntl(inherited, F_SETFD, 0);
     if (getppid() == parent) {  // else it was killed before it could be told apart
-      execve("/proc/self/exe", words, variables);
+      execve("/proc/self/exe", words, environ);
     }
     const int error = errno;
     static_cast<void>(!write(failure, &error, sizeof error));
@@ -116,22 +104,15 @@ struct Start {
 
 }  // namespace
 
-ChildProcess::ChildProcess(const Words& words, const std::string& scratchName, int inherited) {
+ChildProcess::ChildProcess(const Words& words, int inherited) {
   std::vector<std::string> arguments = {"orv2d"};
   arguments.insert(arguments.end(), words.begin(), words.end());
-  std::vector<std::string> variables = environmentWith("ORV2D_SCRATCH", scratchName);
   const std::vector<char*> argumentPointers = pointersTo(arguments);
-  const std::vector<char*> variablePointers = pointersTo(variables);
   Pipe messages;
   Pipe failure;
   const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
-  const Start start = {argumentPointers.data(),
-                       variablePointers.data(),
-                       nowhere,
-                       messages.in(),
-                       failure.in(),
-                       inherited,
-                       getpid()};
+  const Start start = {
+      argumentPointers.data(), nowhere, messages.in(), failure.in(), inherited, getpid()};
   process_ = fork();
   if (process_ == 0) {
     start();

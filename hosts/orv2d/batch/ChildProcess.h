@@ -22,10 +22,9 @@ class ChildProcess {
  public:
   /// Starts it.
   /// @param[in] words  its arguments.
-  /// @param[in] scratchName  what the names of its scratch folders begin with.
   /// @param[in] inherited  a file that stays open in it.
   /// @throw HostError (internal error) where the system starts no process or takes no such arguments.
-  ChildProcess(const Words& words, const std::string& scratchName, int inherited);
+  ChildProcess(const Words& words, int inherited);
 
   /// Destroying it waits for its end.
   ~ChildProcess();

@@ -3,6 +3,7 @@
 
 #include "ExitCode.h"
 #include "ImageIo.h"
+#include "Paths.h"
 #include "batch/BatchArguments.h"
 #include "batch/ImagePatterns.h"
 #include "batch/Manifest.h"
@@ -42,19 +43,6 @@ std::string filled(std::string text, const std::string& scene) {
     text.replace(at, mark.size(), scene);
   }
   return text;
-}
-
-fs::path resolved(const fs::path& path) {
-  std::error_code error;
-  const fs::path absolute = fs::absolute(path, error);
-  const fs::path canonical = fs::weakly_canonical(absolute, error);
-  return error ? absolute.lexically_normal() : canonical;
-}
-
-bool isBelow(const fs::path& path, const fs::path& folder) {
-  const fs::path relative =
-      resolved(path).lexically_relative(resolved(folder.empty() ? "." : folder));
-  return !relative.empty() && *relative.begin() != "..";
 }
 
 /// Checks one scene of the manifest and puts it together.

@@ -2,12 +2,12 @@
 #include "batch/SceneClaim.h"
 
 #include "ExitCode.h"
+#include "FileLock.h"
 #include "ImageIo.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -35,30 +35,14 @@ int openOrMake(const fs::path& path) {
   return file;
 }
 
-/// Whether it is still what the name stands for: the one who held it may have removed it.
-bool isAt(const fs::path& path, int file) {
-  struct stat named = {};
-  struct stat opened = {};
-  return stat(path.c_str(), &named) == 0 && fstat(file, &opened) == 0 &&
-         named.st_ino == opened.st_ino && named.st_dev == opened.st_dev;
-}
-
-/// Some file systems know no locks; a run on one of them is on its own.
-bool locked(int file) {
-  int result = 0;
-  do {
-    result = flock(file, LOCK_EX | LOCK_NB);
-  } while (result != 0 && errno == EINTR);
-  return result == 0 || errno != EWOULDBLOCK;
-}
-
 }  // namespace
 
 std::unique_ptr<SceneClaim> SceneClaim::take(const fs::path& montage) {
   const fs::path path = claimPath(montage);
   while (true) {
     std::unique_ptr<SceneClaim> claim(new SceneClaim(path, openOrMake(path)));
-    if (!locked(claim->file_)) {
+    // Some file systems know no locks; a run on one of them is on its own.
+    if (tryLock(claim->file_) == LockResult::Held) {
       return nullptr;
     }
     if (isAt(path, claim->file_)) {

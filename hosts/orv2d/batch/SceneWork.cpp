@@ -18,9 +18,16 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// An object without entries for what is none.
+/// Noted while a process is at the scene.
+const char* const kWorking = "working";
+
+/// An object without entries for what is none; without what is nested deeper than notes are.
 Json parsedObject(const std::string& text) {
-  Json value = Json::parse(text, nullptr, false);
+  constexpr int kDeepest = 4;
+  const auto keepFlat = [](int depth, Json::parse_event_t, const Json&) {
+    return depth <= kDeepest;
+  };
+  Json value = Json::parse(text, keepFlat, false);
   return value.is_object() ? value : Json::object();
 }
 
@@ -70,9 +77,7 @@ std::unique_ptr<SceneWork> SceneWork::claim(const Scene& scene) {
 
 SceneWork::SceneWork(const Scene& scene, std::unique_ptr<SceneClaim> claim)
     : scene_(scene), claim_(std::move(claim)), note_(parsedObject(claim_->text())) {
-  const auto broken = note_.find("working");
-  if (broken != note_.end() && broken->is_string()) {
-    mark_ = broken->get<std::string>();
+  if (note_.find(kWorking) != note_.end()) {
     removeScratch();
   }
 }
@@ -93,16 +98,8 @@ bool SceneWork::isDone() {
     return false;
   }
   const std::vector<FileFacts> made = factsIn(note_, "outputs");
-  try {
-    const std::vector<FileFacts> found = factsOf(scene_.outputs, made);
-    if (!sameContents(found, made)) {
-      return false;
-    }
-  } catch (const fs::filesystem_error&) {
-    return false;  // one is missing
-  }
-  noteDone(notedUsed(note_));
-  return true;
+  readOutputs(made);
+  return sameContents(outputs_, made);
 }
 
 SceneOutcome SceneWork::skipped() const {
@@ -115,10 +112,9 @@ SceneOutcome SceneWork::skipped() const {
 }
 
 void SceneWork::start(const Share& share) {
-  mark_ = newScratchMark();
-  note_ = {{"working", mark_}};
+  note_ = {{kWorking, true}};
   claim_->note(note_.dump());
-  scratch_.emplace(scene_.outputs.front(), mark_);
+  scratch_.emplace(scene_.outputs.front());
   Words words = {"montage", "--quiet", "--threads=" + std::to_string(share.threads)};
   if (share.memory > 0) {
     words.push_back("--max-memory=" + std::to_string(share.memory));
@@ -129,32 +125,41 @@ void SceneWork::start(const Share& share) {
   words.insert(words.end(), scene_.options.begin(), scene_.options.end());
   words.emplace_back("--");
   words.insert(words.end(), scene_.images.begin(), scene_.images.end());
-  process_ = std::make_unique<ChildProcess>(words, mark_, claim_->file());
+  process_ = std::make_unique<ChildProcess>(words, claim_->file());
 }
 
 SceneOutcome SceneWork::finish() {
   constexpr int kSignalExit = 128;  // as shells have it
-  const ChildEnd end = process_->wait();
   SceneOutcome outcome = failedScene(scene_, ExitCode::Success, "");
   outcome.seconds = watch_.seconds();
-  if (end.signal == 0 && end.exitCode == 0) {
+  if (end_.signal == 0 && end_.exitCode == 0) {
     outcome.status = SceneStatus::Done;
     outcome.outputs = scene_.outputs;
     outcome.used = imagesUsed();
-    noteDone(outcome.used);
+    readOutputs({});
   } else {
-    outcome.exitCode = end.signal > 0 ? kSignalExit + end.signal : end.exitCode;
-    outcome.reason = end.signal > 0 ? sentenceOf(end.signal) : lastSentence(process_->messages());
-    abandon();
+    outcome.exitCode = end_.signal > 0 ? kSignalExit + end_.signal : end_.exitCode;
+    outcome.reason = end_.signal > 0 ? sentenceOf(end_.signal) : lastSentence(process_->messages());
   }
-  scratch_.reset();
   return outcome;
+}
+
+void SceneWork::conclude(const SceneOutcome& outcome) {
+  if (outcome.status == SceneStatus::Failed) {
+    abandon();
+  } else {
+    noteDone(outcome.used);
+  }
 }
 
 void SceneWork::stop() const {
   if (process_) {
     process_->stop();
   }
+}
+
+void SceneWork::awaitEnd() {
+  end_ = process_->wait();
 }
 
 void SceneWork::abandon() {
@@ -168,17 +173,22 @@ void SceneWork::abandon() {
   }
 }
 
-void SceneWork::noteDone(std::optional<int> used) {
-  Json note = {{"choices", scene_.choices},
-               {"imagesUsed", used ? Json(*used) : Json()},
-               {"inputs", inputs_},
-               {"outputs", Json::array()}};
+void SceneWork::readOutputs(const std::vector<FileFacts>& known) {
   try {
-    note["outputs"] = factsOf(scene_.outputs, factsIn(note_, "outputs"));
+    outputs_ = factsOf(scene_.outputs, known);
   } catch (const fs::filesystem_error&) {
+    outputs_.clear();  // one is missing
+  }
+}
+
+void SceneWork::noteDone(std::optional<int> used) {
+  if (outputs_.empty()) {
     return;  // taken away meanwhile; the scene is made again by the next run
   }
-  note_ = std::move(note);
+  note_ = {{"choices", scene_.choices},
+           {"imagesUsed", used ? Json(*used) : Json()},
+           {"inputs", inputs_},
+           {"outputs", outputs_}};
   const std::string text = note_.dump(-1, ' ', false, Json::error_handler_t::replace);
   if (text != claim_->text()) {
     claim_->note(text);
@@ -190,9 +200,7 @@ void SceneWork::removeScratch() const {
   for (const fs::path& output : scene_.outputs) {
     folders.insert(output.parent_path());
   }
-  for (const fs::path& folder : folders) {
-    removeMarkedScratchFolders(folder, mark_);
-  }
+  std::for_each(folders.begin(), folders.end(), removeDeadScratchFolders);
 }
 
 std::string SceneWork::reportFile() const {

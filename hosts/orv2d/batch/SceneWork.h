@@ -29,18 +29,22 @@ struct Share {
 /// Claims a scene, sees whether it is done, and else makes it in a process of its own, so that
 /// neither a crash nor lack of memory reaches the others.
 ///
-/// What the montage was made from is noted in the file of the claim when it is complete. Before the
-/// process begins the note is replaced by the mark of its scratch folders: whoever finds that knows
-/// that the scene was broken off, and what is left of it.
+/// What the montage was made from is noted in the file of the claim when it is complete. While the
+/// process is at work the note says that instead: whoever finds it later knows that the scene was
+/// broken off.
+///
+/// What reads files takes its time, and may be interrupted by `stop` and `abandon` from another
+/// thread; everything else excludes each other.
 class SceneWork {
  public:
   /// Nothing while another run is at this scene. Throws `HostError` where it cannot be claimed.
   static std::unique_ptr<SceneWork> claim(const Scene& scene);
 
-  /// Reads the inputs. Throws `HostError` (unreadable input) if that fails.
+  /// Reads the inputs, files. Throws `HostError` (unreadable input) if that fails.
   void readInputs();
 
-  /// Whether the outputs were made from these inputs and choices, and are as they were made.
+  /// Whether the outputs were made from these inputs and choices, and are as they were made. Reads
+  /// files.
   [[nodiscard]] bool isDone();
 
   [[nodiscard]] SceneOutcome skipped() const;
@@ -52,7 +56,13 @@ class SceneWork {
   [[nodiscard]] ChildProcess& process() { return *process_; }
 
   /// To be called when the process has nothing more to say.
+  void awaitEnd();
+
+  /// How it ended. Reads files.
   SceneOutcome finish();
+
+  /// Notes that the scene is done, or gives it up.
+  void conclude(const SceneOutcome& outcome);
 
   /// Asks the process to stop, if there is one.
   void stop() const;
@@ -62,7 +72,7 @@ class SceneWork {
 
  private:
   SceneWork(const Scene& scene, std::unique_ptr<SceneClaim> claim);
-  void readNote();
+  void readOutputs(const std::vector<FileFacts>& known);
   void noteDone(std::optional<int> used);
   void removeScratch() const;
   [[nodiscard]] std::string reportFile() const;
@@ -73,7 +83,8 @@ class SceneWork {
   Stopwatch watch_;
   nlohmann::ordered_json note_;  ///< an object
   std::vector<FileFacts> inputs_;
-  std::string mark_;  ///< of scratch folders
+  std::vector<FileFacts> outputs_;  ///< none: not read, or one was missing
+  ChildEnd end_;
   std::optional<ScratchFolder> scratch_;
   std::unique_ptr<ChildProcess> process_;
 };

@@ -238,7 +238,16 @@ ExitCode composePlan(MontageSettings settings) {
   OutputFiles outputs;
   SlabWriter writer(settings, inputs, outputs);
   MontageOutcome outcome;
-  writer.write(plan, images, {}, outcome);
+  try {
+    writer.write(plan, images, {}, outcome);
+  } catch (const cv::Exception& error) {
+    if (error.code == cv::Error::StsNoMem) {
+      throw;
+    }
+    throw HostError(ExitCode::UnreadableInput,
+                    "cannot use " + inQuotes(settings.registration) +
+                        ": its parts do not fit together (" + error.err + ")");
+  }
   outputs.commit();
   if (!settings.quiet) {
     printMontages(outcome, std::cout);

@@ -4,8 +4,25 @@
 #include "Console.h"
 #include "ExitCode.h"
 #include "ImageIo.h"
+#include "Paths.h"
+
+#include <filesystem>
 
 namespace orv2d {
+namespace {
+
+/// A file from elsewhere must not reach what the user did not give.
+void requireWithinReach(const std::string& image, const std::string& file) {
+  const std::filesystem::path folder = std::filesystem::path(file).parent_path();
+  if (!isBelow(image, folder) && !isBelow(image, {})) {
+    throw HostError(ExitCode::UnreadableInput,
+                    "cannot use " + inQuotes(file) + ": it names the image " + inQuotes(image) +
+                        ", which lies neither in its folder nor in the current one; name the "
+                        "images, or begin from another folder");
+  }
+}
+
+}  // namespace
 
 void requireAsManyAs(int count, const MontageSettings& settings) {
   if (settings.constituentCount() != count) {
@@ -23,6 +40,7 @@ std::vector<ExpectedImage> takeNamedImages(const montage::Registration& registra
     return expected;
   }
   for (const montage::RegisteredImage& image : registration.images) {
+    requireWithinReach(image.name, settings.registration);
     settings.images.push_back(image.name);
     expected.push_back({image.size, image.hash});
   }
@@ -43,6 +61,7 @@ std::vector<ExpectedImage> takeNamedImages(const montage::MontagePlan& plan,
   for (const montage::PlannedImage& image : plan.images) {
     const auto i = static_cast<std::size_t>(image.index);
     if (named) {
+      requireWithinReach(image.name, settings.registration);
       settings.images[i] = image.name;
       if (!settings.window) {  // else only some are needed
         requireExistingFile(image.name);
