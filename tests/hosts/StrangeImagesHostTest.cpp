@@ -236,10 +236,10 @@ TEST_F(StrangeImages, NamesMayHoldAnything) {
     fs::copy_file(path("b.png"), path(name));
     EXPECT_EQ(cv::norm(montageWith(name), montage, cv::NORM_INF), 0.0) << name;
     fs::rename(path("out.png"), path("out" + name));
-    EXPECT_EQ(
-        run("register --quiet --output='r" + name + ".json' -- a.png '" + name + "'").exitCode, 0);
-    EXPECT_EQ(run("compose --quiet --output='" + name + ".tif' -- 'r" + name + ".json'").exitCode,
-              0);
+    const RunResult result = shell("N='" + name + R"(' && "$PROGRAM" register --quiet )" +
+                                   R"(--output="r$N" -- a.png "$N" >"$OUT" 2>"$ERR" && )" +
+                                   R"("$PROGRAM" compose --quiet --output="$N.tif" -- "r$N")");
+    EXPECT_EQ(result.exitCode, 0) << name << testing::PrintToString(result.errorLines);
     EXPECT_TRUE(fs::exists(path(name + ".tif"))) << name;
   }
 }
