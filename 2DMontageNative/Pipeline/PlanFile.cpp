@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Pipeline/MatchesJson.h"
 #include "Pipeline/OptionsJson.h"
+#include "Pipeline/PlaneStretch.h"
 #include "Pipeline/ValueFile.h"
 #include "montage/MontagePlan.h"
 
@@ -22,10 +23,6 @@ constexpr int kFarthestPixel = 1 << 24;
 constexpr int kMostImages = 1 << 20;
 
 constexpr int kLongestSide = 1 << 20;
-
-/// Pixels of a plane per pixel of the images; views 87 degrees off its axis have about 550.
-constexpr double kMostStretch = 600.0;
-constexpr double kFewPixels = 4e6;
 
 Json toJson(const cv::Rect& rect) {
   return {rect.x, rect.y, rect.width, rect.height};
@@ -86,7 +83,6 @@ bool isMadeOf(cv::Size size, double scale) {
          std::min(size.width, size.height) * scale > kRoundedToNothing;
 }
 
-/// A few pixels must not be stretched over all memory there is.
 void requireModestCanvas(const MontagePlan& plan) {
   double pixels = 0.0;
   for (const PlannedImage& image : plan.images) {
@@ -94,7 +90,7 @@ void requireModestCanvas(const MontagePlan& plan) {
               plan.composeScale * plan.composeScale;
   }
   const double area = static_cast<double>(plan.canvas.width) * plan.canvas.height;
-  if (area > std::max(kFewPixels, kMostStretch * pixels)) {
+  if (isOverstretched(area, pixels)) {
     throw std::invalid_argument("a montage that is far larger than its images");
   }
 }

@@ -10,6 +10,7 @@
 #include "Pipeline/Crop.h"
 #include "Pipeline/Estimate.h"
 #include "Pipeline/Orientation.h"
+#include "Pipeline/PlaneStretch.h"
 #include "Pipeline/Records.h"
 #include "Pipeline/Watcher.h"
 #include "Platform/OpenCvScope.h"
@@ -42,11 +43,6 @@ constexpr double kWidestCorner = 87.0 / kDegreesPerRadian;
 constexpr double kMostSeamPixels = 200e6;
 constexpr double kPixelsPerMegapixel = 1e6;
 
-/// Pixels of the plane per pixel of the images. A view that reaches 87 degrees off the plane's axis
-/// has about 550; cameras that were estimated wrongly, any number.
-constexpr double kMostStretch = 600.0;
-constexpr double kFewPixels = 4e6;
-
 std::size_t at(int index) {
   return static_cast<std::size_t>(index);
 }
@@ -57,17 +53,6 @@ std::string sizeText(cv::Size size) {
 
 double areaOf(cv::Size size) {
   return static_cast<double>(size.width) * size.height;
-}
-
-/// Refuses a plane of which a few pixels of images would take all memory there is.
-void requireModestStretch(double planePixels, double imagePixels) {
-  if (planePixels > kFewPixels && planePixels > kMostStretch * imagePixels) {
-    CV_Error_(cv::Error::StsOutOfRange,
-              ("the montage plane stretches the images to %.0f times their pixels; more than %.0f "
-               "show nothing",
-               planePixels / imagePixels,
-               kMostStretch));
-  }
 }
 
 /// One image on its way into the plan.
