@@ -4,6 +4,7 @@
 #ifndef ORV_MONTAGE_DISTORT_CORRECT_EXTENT_H
 #define ORV_MONTAGE_DISTORT_CORRECT_EXTENT_H
 
+#include <algorithm>
 #include <limits>
 
 namespace ORV::Common::Algorithms::DistortCorrect {
@@ -24,10 +25,12 @@ struct Extent {
     maxY = y > maxY ? y : maxY;
   }
 
-  /// An empty extent adds nothing.
+  /// An empty extent adds nothing: its infinities meet only their own kind.
   void add(const Extent& other) {
-    add(other.minX, other.minY);
-    add(other.maxX, other.maxY);
+    minX = std::min(minX, other.minX);
+    maxX = std::max(maxX, other.maxX);
+    minY = std::min(minY, other.minY);
+    maxY = std::max(maxY, other.maxY);
   }
 };
 

@@ -2,8 +2,8 @@
 /// @file
 /// Source positions rounded to 1/32 pixel as `cv::remap` does, a vector at a time.
 ///
-/// To be included once per instruction set, between HWY_BEFORE_NAMESPACE and HWY_AFTER_NAMESPACE of
-/// a file that is compiled by foreach_target.h.
+/// To be included after foreach_target.h and before HWY_BEFORE_NAMESPACE, by files that are compiled
+/// once per instruction set.
 #include <hwy/highway.h>
 
 #include <cstddef>

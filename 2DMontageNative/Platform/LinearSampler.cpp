@@ -23,19 +23,18 @@
 namespace ORV::Common::Platform {
 namespace {
 
-constexpr int kFractions = 32;
+constexpr int kFractionBits = 5;
+constexpr int kFractions = 1 << kFractionBits;
 constexpr int kWeightBits = 10;  // the weights of the four pixels sum to 2^10
 constexpr int kHalf = 1 << (kWeightBits - 1);
 constexpr int kColours = 3;
 
 /// One pixel by its definition; position in 1/32 pixel.
 void samplePixel(const cv::Mat& source, int fixedX, int fixedY, std::uint8_t* out) {
-  const int column = fixedX >> 5;
-  const int row = fixedY >> 5;
-  const int right =
-      fixedX % kFractions < 0 ? fixedX % kFractions + kFractions : fixedX % kFractions;
-  const int below =
-      fixedY % kFractions < 0 ? fixedY % kFractions + kFractions : fixedY % kFractions;
+  const int column = fixedX >> kFractionBits;
+  const int row = fixedY >> kFractionBits;
+  const int right = fixedX & (kFractions - 1);
+  const int below = fixedY & (kFractions - 1);
   int sums[kColours] = {kHalf, kHalf, kHalf};
   for (int dy = 0; dy < 2; ++dy) {
     for (int dx = 0; dx < 2; ++dx) {

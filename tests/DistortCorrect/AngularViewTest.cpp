@@ -61,6 +61,23 @@ TEST(AngularView, AViewWithoutTurnAndRadialTermIsTheTangentPlane) {
   EXPECT_NEAR(radial.planeFromPixel(40, 90).x, std::tan(0.4) * (1 + 0.5 * 0.16), 1e-6);
 }
 
+TEST(AngularView, RowsThatOverflowDoNotCount) {
+  // The radial term overflows in the outer rows, where no pixel has a place.
+  const cv::Mat source = noise(200, 64, CV_8UC3, 3);
+  const AngularView view(
+      AngleAxis(64, 64 / 1.5), AngleAxis(200, 200 / 1.5), {1, 0, 0, 0, 1, 0, 0, 0, 1}, 4e19);
+  EXPECT_TRUE(view.extentOfRow(0).empty());
+  Extent both = view.extentOfRow(0);
+  both.add(view.extentOfRow(120));
+  both.add(view.extentOfRow(199));
+  EXPECT_FALSE(both.empty());
+  EXPECT_EQ(both.maxX, view.extentOfRow(120).maxX);
+  EXPECT_EQ(both.minY, view.extentOfRow(120).minY);
+  cv::Mat image = source.clone();
+  EXPECT_EQ(0, SterProject()({}, {0.0, 0.0}, {90.0, 90.0}, 1.0, 4e19, image));
+  EXPECT_TRUE(samePixels(image, plain::angularView(source, {0.0, 0.0}, {90.0, 90.0}, 1.0, 4e19)));
+}
+
 TEST(AngularView, UndefinedViewsAreBlack) {
   cv::Mat image = noise(20, 20, CV_8UC1, 1);
   EXPECT_EQ(0, SterProject()({}, {std::nan(""), 0.0}, {60.0, 60.0}, 1.0, 0.0, image));
